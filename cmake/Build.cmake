@@ -33,9 +33,9 @@ add_library(halyx_build INTERFACE)
 target_compile_features(halyx_build INTERFACE cxx_std_20)
 target_compile_definitions(halyx_build INTERFACE _FILE_OFFSET_BITS=64 _GNU_SOURCE)
 target_compile_options(halyx_build INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-align=strict
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wno-long-long
-    $<$<CXX_COMPILER_ID:Clang>:-Wno-cast-align -Wno-unknown-warning-option>)
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-warning-option>)
 if(HALYX_WERROR)
     target_compile_options(halyx_build INTERFACE -Werror)
 endif()

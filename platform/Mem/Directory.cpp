@@ -1,0 +1,24 @@
+#include "Mem/Directory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Mem {
+
+Directory::Directory(const std::string& path) : descriptor_(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+
+Directory::~Directory() {
+    if (descriptor_ >= 0) {
+        ::close(descriptor_);
+    }
+}
+
+bool Directory::isAt(const std::string& path) const {
+    struct stat held {};
+    struct stat found {};
+    return descriptor_ >= 0 && ::fstat(descriptor_, &held) == 0 && ::stat(path.c_str(), &found) == 0 &&
+           held.st_dev == found.st_dev && held.st_ino == found.st_ino;
+}
+
+} // namespace Mem
