@@ -1,5 +1,6 @@
 #include "Norvu/Debug.h"
 
+#include "Norvu/Pattern.h"
 #include "Norvu/Text.h"
 
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
-#include <fnmatch.h>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -129,7 +129,7 @@ std::uint32_t traceMask(const std::string& setting, const std::string& name) {
     forEachEntry(
         setting,
         [&](const std::string& pattern, std::uint32_t mask) {
-            if (::fnmatch(pattern.c_str(), name.c_str(), 0) == 0) {
+            if (Util::matchesPattern(pattern, name)) {
                 result = mask;
             }
         },

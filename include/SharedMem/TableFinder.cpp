@@ -1,0 +1,73 @@
+#include "SharedMem/TableFinder.h"
+
+#include "Norvu/DirNode.h"
+#include "Norvu/Pattern.h"
+
+#include <cstring>
+#include <memory>
+
+namespace Mem {
+
+namespace {
+
+constexpr const char* kSource = "/usr/include/SharedMem/TableFinder";
+
+} // namespace
+
+TableFinder::TableFinder(const std::string& debugName, const std::string& subdir)
+    : Debuggable(debugName), root_(debugHandler(), "/var/shmem", subdir, "", false) {}
+
+std::string TableFinder::getPathExpr(const char* expr) {
+    if (*expr == '\0') {
+        return "/*";
+    }
+    return (*expr == '/' ? std::string() : std::string("/*")) + expr + "*";
+}
+
+void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
+    if (debugHandler().enabled(3)) {
+        debugHandler().log(std::string("TableFinder::find() expression: ") + expr, 3, kSource, 126, "find");
+    }
+    const std::string& rootDir = root_.text();
+    // The root's own text matches itself only, whatever characters the chroot was named with.
+    const std::string pattern = Norvu::Util::literalPattern(rootDir) + getPathExpr(expr);
+
+    auto current = std::make_shared<Norvu::DirNode>(debugHandler(), rootDir, nullptr);
+    const auto moveUp = [&current] { current = std::shared_ptr<Norvu::DirNode>(current->parent()); };
+    while (current) {
+        const dirent* const entry = current->readEntry();
+        if (entry == nullptr) {
+            moveUp();
+            continue;
+        }
+        if (entry->d_type == DT_DIR) {
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+                current = std::make_shared<Norvu::DirNode>(debugHandler(), current->path() + "/" + entry->d_name, current);
+            }
+            continue;
+        }
+        // A collection is a directory below the root, never the root itself.
+        if (entry->d_type != DT_REG || !current->parent()) {
+            continue;
+        }
+        const std::string name = entry->d_name;
+        if (!fileCompare(name)) {
+            continue;
+        }
+        if (debugHandler().enabled(5)) {
+            debugHandler().log("TableFinder::find() filename: " + name + " matched by supplied FileCompare", 5, kSource, 178,
+                               "find");
+        }
+        if (!Norvu::Util::matchesPattern(pattern, current->path())) {
+            continue;
+        }
+        const std::string table = current->path().substr(rootDir.size() + 1);
+        if (debugHandler().enabled(5)) {
+            debugHandler().log("TableFinder::find() found table '" + table + "'", 5, kSource, 188, "find");
+        }
+        results_.push_back(table);
+        moveUp();
+    }
+}
+
+} // namespace Mem

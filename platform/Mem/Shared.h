@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Mem/FaultGuard.h"
+#include "Mem/Local.h"
+
+#include <memory>
+#include <string>
+
+namespace Mem {
+
+class Directory;
+
+/// A file of shared memory, mapped read-only. Owns the descriptor and the mapping.
+///
+/// The file is opened without following a link in its last component, without blocking, and only when it is a regular file:
+/// nothing that stands in a file's place can hang the reader or lead it elsewhere. It stays open while attached, so that its
+/// size can be asked whatever happens to its name. Reads of pages that are no longer there are caught (see FaultRange);
+/// every group of reads ends with checkFault().
+class Shared : public Local {
+public:
+    static constexpr unsigned SHARED_DEFAULT_FLAGS = 0;
+
+    /// The file `name` in the directory `prefix`; nothing is opened yet.
+    Shared(Norvu::Platform::DebugHandler& handler, const char* prefix, const char* name, bool, unsigned flags, bool);
+    ~Shared() override;
+    Shared(const Shared&) = delete;
+    Shared& operator=(const Shared&) = delete;
+
+    [[nodiscard]] const std::string& getFilename() const override { return filename_; }
+
+    /// Looks the name up in `directory` from now on instead of by its path.
+    void useDirectory(std::shared_ptr<Directory> directory) { directory_ = std::move(directory); }
+
+    /// Opens the file without mapping anything, so that it is this file that a later attach maps. False when it cannot be.
+    bool hold();
+
+    /// Maps the first `size` bytes, also past the end of the file; null when it cannot be, with the reason in errorText().
+    void* attach(unsigned size, Mode mode, bool, const std::string&);
+    /// Maps `size` bytes instead, perhaps elsewhere; null when it cannot be, and the old mapping is as it was then.
+    void* resize(unsigned size);
+    /// Unmaps and closes; munmap's result.
+    int detach();
+
+    /// Bytes of the open file, of the named file when none is open, 0 when there is none or it is not a regular one.
+    /// A size past 4294967295 counts as 4294967295.
+    [[nodiscard]] unsigned memSize() const;
+
+    /// Why the last attach or resize failed.
+    [[nodiscard]] const std::string& errorText() const { return error_; }
+
+    /// Throws Norvu::CorruptionDetectedException, with the file's name, when a read since the last call met no memory.
+    void checkFault() const {
+        if (range_ != nullptr && range_->faulted()) [[unlikely]] {
+            raiseFault();
+        }
+    }
+    /// Forgets a fault of a read whose result is not used.
+    void forgetFault() const {
+        if (range_ != nullptr && range_->faulted()) [[unlikely]] {
+            (void)restorePages();
+        }
+    }
+
+private:
+    bool openFile();
+    std::size_t restorePages() const;
+    [[noreturn]] void raiseFault() const;
+
+    std::string filename_;
+    std::string name_;
+    std::string error_;
+    std::shared_ptr<Directory> directory_;
+    std::unique_ptr<FaultRange> range_;
+    int descriptor_ = -1;
+};
+
+} // namespace Mem
