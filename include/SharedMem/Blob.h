@@ -11,11 +11,6 @@ public:
     [[nodiscard]] std::size_t size() const { return size_; }
 
 protected:
-    Blob() = default;
-    ~Blob() = default;
-    Blob(const Blob&) = default;
-    Blob& operator=(const Blob&) = default;
-
     void set(void* data, std::size_t size) {
         data_ = data;
         size_ = size;

@@ -1,0 +1,60 @@
+#include "HalyxScannerBase.h"
+
+#include "Norvu/Text.h"
+
+#include <iostream>
+#include <utility>
+
+namespace Halyx {
+
+namespace {
+
+/// Lines are handed to the stream in pieces of this many bytes, so that one costs a copy and no call.
+constexpr std::size_t kPiece = std::size_t{64} * 1024;
+
+} // namespace
+
+HalyxScannerBase::HalyxScannerBase(const std::string& outputFile, const char* tablePath)
+    : Debuggable("HalyxScanner"), tablePath_(tablePath), outputFile_(outputFile), out_(&std::cout) {}
+
+bool HalyxScannerBase::initialize() {
+    if (outputFile_.empty()) {
+        out_ = &std::cout;
+        return true;
+    }
+    file_.open(outputFile_, std::ios::out | std::ios::trunc);
+    if (file_.good()) {
+        out_ = &file_;
+        return true;
+    }
+    std::cerr << "Error opening " << outputFile_ << std::endl;
+    return false;
+}
+
+HalyxScannerBase::MyScanner::MyScanner(std::ostream& out, void* buffer, Style style,
+                                       std::shared_ptr<Norvu::Platform::ValuePrinter> printer, bool emptyBuckets)
+    : HalyxTextify(buffer, style, false, std::move(printer), emptyBuckets), out_(&out) {
+    lines_.reserve(kPiece + kPiece / 2);
+}
+
+HalyxScannerBase::MyScanner::~MyScanner() { drain(); }
+
+bool HalyxScannerBase::MyScanner::handleLineString(unsigned /*bucket*/, const std::string& line) {
+    lines_ += line;
+    if (lines_.size() >= kPiece) {
+        drain();
+    }
+    return true;
+}
+
+void HalyxScannerBase::MyScanner::handleResize() {
+    drain();
+    *out_ << "Resize detected, restarting from beginning\n" << std::flush;
+}
+
+void HalyxScannerBase::MyScanner::drain() {
+    out_->write(lines_.data(), static_cast<std::streamsize>(lines_.size()));
+    lines_.clear();
+}
+
+} // namespace Halyx

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "Halyx/BucketReaderTable.h"
+#include "Halyx/Counters.h"
+#include "Halyx/SlotReaderGenericTable.h"
+#include "Mem/RootPath.h"
+
+#include <string>
+
+namespace Halyx {
+
+/// The order of a walk. Any value but Up walks downward.
+enum class Direction : unsigned { Down = 0, Up = 1 };
+
+/// The read-only reader of one collection: bucket table, slot table and, behind it, the slabs. Owns them all.
+///
+/// It takes no lock. A link is believed when its tag is the same after everything behind it was read; a value is believed
+/// when the slot's state word is the same after it was copied; counts are followed by their version words. docs/protocol.md
+/// says why that is enough.
+class HalyxReaderGeneric : public Norvu::Debuggable {
+public:
+    /// Where a walk delivers what it finds, and the buffer that each value is copied to. Borrows the buffer.
+    class ScanHandler {
+    public:
+        /// The chain of `bucket` has ended at `end`; false stops the scan.
+        virtual bool done(unsigned bucket, const SlotLink& end) = 0;
+        /// One element, whose value of `length` bytes is in the buffer: `link` led to it, `lookaside` says that the value came
+        /// from the header's lookaside slot, `state` is the slot's state word. False stops the scan.
+        virtual bool handleSlot(unsigned bucket, const SlotLink& link, bool lookaside, unsigned state, unsigned length) = 0;
+        /// The walk of `bucket` met corrupted data.
+        virtual void handleCorruption(unsigned bucket, const std::string& reason) = 0;
+        /// The collection was found resized; the walk starts again from the beginning.
+        virtual void handleResize() = 0;
+        /// The chain of `bucket` changed under the reader; it is walked again from its head.
+        virtual bool restart(unsigned bucket) = 0;
+
+        [[nodiscard]] void* valueBuffer() const { return buffer_; }
+
+    protected:
+        explicit ScanHandler(void* buffer) : buffer_(buffer) {}
+        ~ScanHandler() = default;
+        ScanHandler(const ScanHandler&) = default;
+        ScanHandler& operator=(const ScanHandler&) = default;
+
+    private:
+        void* buffer_;
+    };
+
+    /// The collection `name`, relative to the collections' root. Maps nothing.
+    explicit HalyxReaderGeneric(const char* name);
+
+    /// Walks the buckets from `first` on, `count` of them at most, and delivers every element, in the order of the chains.
+    ///
+    /// Not strict: ends after `count` buckets or where the table ends. Strict: ends at bucket `first` + `count` only (the
+    /// count is cut to the table's end first when walking up), and a bucket outside the table is corruption.
+    /// Corruption is reported bucket by bucket; when a table has grown meanwhile, the walk starts again instead.
+    void scan(ScanHandler& handler, unsigned first, unsigned count, Direction direction, bool strict);
+
+    [[nodiscard]] BucketReaderTable& buckets() { return buckets_; }
+    [[nodiscard]] SlotReaderGenericTable& slots() { return slots_; }
+    [[nodiscard]] const SlotReaderGenericTable& slots() const { return slots_; }
+    [[nodiscard]] const RootPath& root() const { return root_; }
+    [[nodiscard]] const Reader::Counters& counters() const { return counters_; }
+    /// Buckets walked again because a link had changed.
+    [[nodiscard]] std::uint32_t chainRestarts() const { return chainRestarts_; }
+
+private:
+    enum class Walk { Ended, Stopped, Changed, Endless };
+    enum class Outcome { Next, Stop, Resized };
+
+    struct Element {
+        std::uint32_t state = 0;
+        bool lookaside = false;
+        unsigned length = 0;
+    };
+
+    bool scanOnce(ScanHandler& handler, unsigned first, unsigned count, Direction direction, bool strict);
+    Outcome visitBucket(ScanHandler& handler, unsigned bucket);
+    Walk walkChain(ScanHandler& handler, unsigned bucket, unsigned mostLinks);
+    bool fetch(const Mem::View& holder, const SlotLink& link, const Mem::View& slot, void* buffer, Element& element);
+    void copyValue(const Mem::View& slot, void* buffer, Element& element);
+    [[nodiscard]] unsigned distinctLinks(unsigned bucket) const;
+    [[nodiscard]] SlotLink headOf(unsigned bucket) const;
+    void lookAhead(unsigned bucket) const;
+    [[nodiscard]] Mem::View slotAhead(unsigned bucket, unsigned hops) const;
+
+    RootPath root_;
+    Reader::Counters counters_;
+    BucketReaderTable buckets_;
+    SlotReaderGenericTable slots_;
+    std::uint32_t chainRestarts_ = 0;
+};
+
+} // namespace Halyx
