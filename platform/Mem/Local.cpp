@@ -24,13 +24,13 @@ void* Local::resize(unsigned size) {
     void* block = nullptr;
     if ((flags_ & kHeapFlag) != 0) {
         block = std::realloc(base_, size);
-        if (block != nullptr && size > size_) {
-            std::memset(static_cast<char*>(block) + size_, 0, size - size_);
+        if (block != nullptr && size > this->size()) {
+            std::memset(static_cast<char*>(block) + this->size(), 0, size - this->size());
         }
     } else if (base_ == nullptr) {
         block = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     } else {
-        block = ::mremap(base_, size_, size, MREMAP_MAYMOVE);
+        block = ::mremap(base_, this->size(), size, MREMAP_MAYMOVE);
     }
     if (block == nullptr || block == MAP_FAILED) {
         return nullptr;
@@ -44,7 +44,7 @@ int Local::detach() {
         if ((flags_ & kHeapFlag) != 0) {
             std::free(base_);
         } else {
-            ::munmap(base_, size_);
+            ::munmap(base_, size());
         }
         setRegion(nullptr, 0);
     }

@@ -32,22 +32,22 @@ public:
     int detach();
 
     /// Bytes attached now.
-    [[nodiscard]] unsigned size() const { return size_; }
+    [[nodiscard]] unsigned size() const { return static_cast<unsigned>(view_.size()); }
     [[nodiscard]] bool attached() const { return base_ != nullptr; }
     [[nodiscard]] const void* base() const { return base_; }
     /// Everything attached now; stale after the next resize or detach.
-    [[nodiscard]] View view() const { return {base_, size_, getFilename()}; }
+    [[nodiscard]] const View& view() const { return view_; }
 
 protected:
     void setRegion(void* base, unsigned size) {
         base_ = base;
-        size_ = size;
+        view_ = View(base, size, getFilename());
     }
     [[nodiscard]] void* region() const { return base_; }
 
 private:
     void* base_ = nullptr;
-    unsigned size_ = 0;
+    View view_;
     unsigned flags_;
 };
 

@@ -1,6 +1,8 @@
 #include "Norvu/Text.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 namespace Norvu {
@@ -22,25 +24,28 @@ constexpr std::array<char, 512> kPairs = makePairs();
 
 } // namespace
 
-void appendHex(std::string& out, std::uint32_t value) {
-    char digits[8];
-    char* begin = digits + sizeof digits;
-    do {
-        *--begin = kDigits[value & 15U];
-        value >>= 4;
-    } while (value != 0);
-    out.append(begin, static_cast<std::size_t>(digits + sizeof digits - begin));
+char* writeHex(char* out, std::uint32_t value) {
+    const unsigned digits = value == 0 ? 1 : (35U - static_cast<unsigned>(std::countl_zero(value))) / 4;
+    for (unsigned i = digits; i-- != 0; value >>= 4) {
+        out[i] = kDigits[value & 15U];
+    }
+    return out + digits;
+}
+
+char* writeHexDump(char* out, const void* data, std::size_t length) {
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    for (std::size_t i = 0; i < length; ++i, out += 2) {
+        std::memcpy(out, &kPairs[std::size_t{2} * bytes[i]], 2);
+    }
+    return out;
 }
 
 void appendHexDump(std::string& out, const void* data, std::size_t length) {
     const auto* bytes = static_cast<const unsigned char*>(data);
-    char block[128];
+    char block[256];
     while (length != 0) {
-        const std::size_t now = length < sizeof block / 2 ? length : sizeof block / 2;
-        for (std::size_t i = 0; i < now; ++i) {
-            std::memcpy(block + 2 * i, &kPairs[std::size_t{2} * bytes[i]], 2);
-        }
-        out.append(block, 2 * now);
+        const std::size_t now = std::min(length, sizeof block / 2);
+        out.append(block, writeHexDump(block, bytes, now));
         bytes += now;
         length -= now;
     }

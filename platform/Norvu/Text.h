@@ -7,8 +7,11 @@
 
 namespace Norvu {
 
-/// Appends `value` in lower-case hexadecimal, no prefix, no leading zeros.
-void appendHex(std::string& out, std::uint32_t value);
+/// Writes `value` in lower-case hexadecimal, no prefix, no leading zeros: 8 characters at most. Behind the last.
+char* writeHex(char* out, std::uint32_t value);
+
+/// Writes two lower-case hexadecimal digits a byte, in memory order. Behind the last.
+char* writeHexDump(char* out, const void* data, std::size_t length);
 
 /// Appends two lower-case hexadecimal digits a byte, in memory order.
 void appendHexDump(std::string& out, const void* data, std::size_t length);

@@ -1,5 +1,6 @@
 #include "Halyx/HalyxReaderGeneric.h"
 
+#include "Halyx/ChainLookAhead.h"
 #include "Mem/Atomics.h"
 #include "Norvu/Exception.h"
 
@@ -15,12 +16,6 @@ constexpr std::size_t kTagOffset = offsetof(SlotLink, tag);
 
 /// A chain of as many links is looked at once for its end before more of its text is gathered.
 constexpr unsigned kLongChain = 4096;
-
-/// How many buckets ahead the first, second and third slot of a chain are asked for. A slot is a cache miss of its own;
-/// each must have arrived before the next can be asked for.
-constexpr unsigned kFirstAhead = 72;
-constexpr unsigned kSecondAhead = 48;
-constexpr unsigned kThirdAhead = 24;
 
 std::string handlerName(const char* name) { return std::string("Halyx-") + name; }
 
@@ -48,9 +43,10 @@ bool HalyxReaderGeneric::scanOnce(ScanHandler& handler, unsigned first, unsigned
     const unsigned limit = first + count;
     const unsigned step = up ? 1U : ~0U;
     unsigned walked = 0;
+    ChainLookAhead lookAhead(buckets_, slots_);
     for (unsigned bucket = first; strict ? bucket < limit : walked != count && bucket < all; bucket += step, ++walked) {
         if (up) {
-            lookAhead(bucket);
+            lookAhead.advance(bucket);
         }
         const Outcome outcome = visitBucket(handler, bucket);
         if (outcome != Outcome::Next) {
@@ -224,43 +220,6 @@ unsigned HalyxReaderGeneric::distinctLinks(unsigned bucket) const {
         }
     }
     return before + length;
-}
-
-/// The slot that `hops` links lead to from a bucket's head, as far as it can be told now; empty when there is none. Whatever
-/// is stale here costs a prefetch and nothing else.
-Mem::View HalyxReaderGeneric::slotAhead(unsigned bucket, unsigned hops) const {
-    if (bucket >= buckets_.capacity()) {
-        return {};
-    }
-    std::int32_t index = headOf(bucket).index;
-    for (;;) {
-        if (static_cast<unsigned>(index) >= slots_.capacity()) {
-            return {};
-        }
-        const Mem::View slot = slots_.getSlot(static_cast<unsigned>(index));
-        if (hops-- == 0) {
-            return slot;
-        }
-        index = SlotLink::fromWord(slot.word64(kNextOffset)).index;
-    }
-}
-
-void HalyxReaderGeneric::lookAhead(unsigned bucket) const {
-    if (const Mem::View slot = slotAhead(bucket + kFirstAhead, 0); !slot.empty()) {
-        slot.prefetch(0);
-    }
-    if (const Mem::View slot = slotAhead(bucket + kSecondAhead, 0); !slot.empty()) {
-        slots_.allocator().prefetch(slots_.valueOf(slot));
-        if (const Mem::View second = slotAhead(bucket + kSecondAhead, 1); !second.empty()) {
-            second.prefetch(0);
-        }
-    }
-    if (const Mem::View third = slotAhead(bucket + kThirdAhead, 2); !third.empty()) {
-        third.prefetch(0);
-    }
-    // Nothing read here is used: a page that is gone is met again, and reported, where it matters.
-    slots_.mapping().forgetFault();
-    buckets_.mapping().forgetFault();
 }
 
 } // namespace Halyx

@@ -81,8 +81,6 @@ private:
     void copyValue(const Mem::View& slot, void* buffer, Element& element);
     [[nodiscard]] unsigned distinctLinks(unsigned bucket) const;
     [[nodiscard]] SlotLink headOf(unsigned bucket) const;
-    void lookAhead(unsigned bucket) const;
-    [[nodiscard]] Mem::View slotAhead(unsigned bucket, unsigned hops) const;
 
     RootPath root_;
     Reader::Counters counters_;

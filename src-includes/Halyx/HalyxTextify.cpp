@@ -2,6 +2,7 @@
 
 #include "Norvu/Text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <utility>
@@ -10,10 +11,13 @@ namespace Halyx {
 
 namespace {
 
-void appendDecimal(std::string& out, std::uint32_t value) {
-    char digits[10];
-    out.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
-}
+char* writeDecimal(char* out, std::uint32_t value) { return std::to_chars(out, out + 10, value).ptr; }
+
+/// A link's index as it is printed: bit 31 cleared, so that an ordinary end of chain reads 7fffffff.
+std::uint32_t indexText(const SlotLink& link) { return static_cast<std::uint32_t>(link.index) & 0x7fffffffU; }
+
+/// Values up to this many bytes are put together with what stands before them.
+constexpr unsigned kShortValue = 8;
 
 /// A line buffer that one long chain has blown up is not kept for the rest of the walk.
 constexpr std::size_t kMostKept = 1U << 20;
@@ -26,29 +30,39 @@ HalyxTextify::HalyxTextify(void* buffer, Style style, bool linkDetail,
       emptyBuckets_(emptyBuckets) {}
 
 void HalyxTextify::beginLine(unsigned bucket) {
-    line_ += "bucket[";
-    Norvu::appendHex(line_, bucket);
-    line_ += ']';
+    char text[32] = "bucket[";
+    char* end = Norvu::writeHex(text + 7, bucket);
+    *end++ = ']';
+    line_.append(text, end);
 }
 
 bool HalyxTextify::handleSlot(unsigned bucket, const SlotLink& link, bool lookaside, unsigned state, unsigned length) {
     if (line_.empty()) {
         beginLine(bucket);
     }
-    line_ += ' ';
+    // Pieces are put together here and appended once: an element is mostly the cost of its appends.
+    char text[64];
+    char* end = text;
+    *end++ = ' ';
     if (linkDetail_) {
-        appendDecimal(line_, link.tag);
-        line_ += ':';
+        end = writeDecimal(end, link.tag);
+        *end++ = ':';
     }
-    Norvu::appendHex(line_, static_cast<std::uint32_t>(link.index) & 0x7fffffffU);
-    line_ += "-->";
+    end = Norvu::writeHex(end, indexText(link));
+    end = std::copy_n("-->", 3, end);
     if (linkDetail_) {
-        appendDecimal(line_, state);
-        line_ += ':';
+        end = writeDecimal(end, state);
+        *end++ = ':';
     }
     if (lookaside) {
-        line_ += '*';
+        *end++ = '*';
     }
+    if (style_ == Style::Plain && length <= kShortValue) {
+        end = Norvu::writeHexDump(end, valueBuffer(), length);
+        line_.append(text, end);
+        return true;
+    }
+    line_.append(text, end);
     appendValue(length);
     return true;
 }
@@ -74,13 +88,16 @@ bool HalyxTextify::done(unsigned bucket, const SlotLink& end) {
         }
         beginLine(bucket);
     }
-    line_ += ' ';
+    char text[48];
+    char* at = text;
+    *at++ = ' ';
     if (linkDetail_) {
-        appendDecimal(line_, end.tag);
-        line_ += ':';
+        at = writeDecimal(at, end.tag);
+        *at++ = ':';
     }
-    Norvu::appendHex(line_, static_cast<std::uint32_t>(end.index) & 0x7fffffffU);
-    line_ += " --> none\n";
+    at = Norvu::writeHex(at, indexText(end));
+    at = std::copy_n(" --> none\n", 10, at);
+    line_.append(text, at);
     return finishLine(bucket);
 }
 

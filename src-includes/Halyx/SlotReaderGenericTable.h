@@ -49,6 +49,14 @@ public:
                                       slotSize_ - Layout::kSlotValueOffset);
     }
 
+    /// Asks for the cache lines that a slot's value will be read from besides the slot.
+    void prefetchValue(const Mem::View& slot) const {
+        if (isDynamic()) {
+            allocator_->prefetch(valueOf(slot));
+        }
+    }
+    [[nodiscard]] bool isDynamic() const { return (flags_ & Layout::kSlotFlagDynamic) != 0; }
+
     /// A consistent copy of the mapped header. Throws CorruptionDetectedException when it cannot be read.
     [[nodiscard]] Header snapshotHeader() const;
 

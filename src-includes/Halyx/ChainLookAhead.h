@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Halyx/BucketReaderTable.h"
+#include "Halyx/SlotReaderGenericTable.h"
+
+#include <array>
+#include <cstdint>
+
+namespace Halyx {
+
+/// Has the slots of the next buckets' chains fetched into the cache while earlier ones are walked. Each slot of a chain is a
+/// cache miss of its own and must have arrived before the next one is known, so first, second and third slots are asked for
+/// at three distances. What it reads may be stale or torn apart by the writer: that costs a useless prefetch and nothing
+/// else, for nothing of it is kept. Borrows both tables; a resize makes it stale.
+class ChainLookAhead {
+public:
+    ChainLookAhead(const BucketReaderTable& buckets, const SlotReaderGenericTable& slots) : buckets_(buckets), slots_(slots) {
+        known_.fill(kEndOfChain);
+    }
+
+    /// Called with each bucket before it is walked, upward.
+    void advance(unsigned bucket) {
+        const unsigned first = bucket + kFirstAhead;
+        std::int32_t index = first < buckets_.capacity() ? SlotLink::fromWord(buckets_[first].word64(0)).index : kEndOfChain;
+        at(first) = index;
+        if (isSlot(index)) {
+            slots_.getSlot(static_cast<unsigned>(index)).prefetch(0);
+        }
+        std::int32_t& second = at(bucket + kSecondAhead);
+        second = follow(second);
+        follow(at(bucket + kThirdAhead));
+        // A page that is gone is met again, and reported, where it matters.
+        slots_.mapping().forgetFault();
+        buckets_.mapping().forgetFault();
+    }
+
+private:
+    static constexpr unsigned kFirstAhead = 72;
+    static constexpr unsigned kSecondAhead = 48;
+    static constexpr unsigned kThirdAhead = 24;
+    static constexpr unsigned kRing = 128; ///< a power of two above kFirstAhead
+
+    std::int32_t& at(unsigned bucket) { return known_[bucket % kRing]; }
+    [[nodiscard]] bool isSlot(std::int32_t index) const { return static_cast<unsigned>(index) < slots_.capacity(); }
+
+    /// Asks for what lies behind a slot that has arrived: its slab entry and the next slot, whose index is returned.
+    std::int32_t follow(std::int32_t index) {
+        if (!isSlot(index)) {
+            return kEndOfChain;
+        }
+        const Mem::View slot = slots_.getSlot(static_cast<unsigned>(index));
+        slots_.prefetchValue(slot);
+        index = SlotLink::fromWord(slot.word64(offsetof(Layout::SlotRecord, next))).index;
+        if (isSlot(index)) {
+            slots_.getSlot(static_cast<unsigned>(index)).prefetch(0);
+        }
+        return index;
+    }
+
+    const BucketReaderTable& buckets_;
+    const SlotReaderGenericTable& slots_;
+    std::array<std::int32_t, kRing> known_{}; ///< per bucket ahead, the last slot of its chain that is known
+};
+
+} // namespace Halyx
