@@ -129,13 +129,15 @@ unsigned SlabReader::getValue(unsigned index, void* destination, unsigned room) 
     if (size < 0 || size > most || static_cast<unsigned>(size) > room) [[unlikely]] {
         badPayload(size, index, room);
     }
-    view.copy(offset + Layout::kSlabEntryHeaderSize, destination, static_cast<unsigned>(size));
-    mapping_.checkFault();
+    const std::size_t payload = offset + Layout::kSlabEntryHeaderSize;
+    view.copy(payload, destination, static_cast<unsigned>(size));
+    Mem::Atomics::acquireFence();
+    mapping_.checkRead(payload + static_cast<unsigned>(size));
     return static_cast<unsigned>(size);
 }
 
 void SlabReader::badPayload(std::int32_t size, unsigned index, unsigned room) const {
-    mapping_.checkFault();
+    mapping_.checkRead(static_cast<std::size_t>(entryOffset(index)) + Layout::kSlabEntryHeaderSize);
     if (size < 0) {
         corrupt("::getValue() encountered unoccupied entry at index: " + std::to_string(index));
     }

@@ -17,6 +17,8 @@ SharedMemWrapper::SharedMemWrapper(Norvu::Platform::DebugHandler& handler, const
     }
 }
 
+SharedMemWrapper::~SharedMemWrapper() { release(); }
+
 const std::string& SharedMemWrapper::getFilename() const {
     return localMem_ ? Local::getFilename() : Shared::getFilename();
 }

@@ -10,7 +10,9 @@ namespace Mem {
 class SharedMemWrapper : public Shared {
 public:
     SharedMemWrapper(Norvu::Platform::DebugHandler& handler, const RootPath& root, const char* name, bool localMem);
-    ~SharedMemWrapper() override = default;
+    ~SharedMemWrapper() override;
+    SharedMemWrapper(const SharedMemWrapper&) = delete;
+    SharedMemWrapper& operator=(const SharedMemWrapper&) = delete;
 
     [[nodiscard]] const std::string& getFilename() const override;
 

@@ -78,7 +78,12 @@ bool BucketReaderTable::validate(unsigned fenix, std::string& error) {
 }
 
 bool BucketReaderTable::countChanged() const {
-    return mapping_.attached() && mapping_.view().pair(kPairOffset).value != seen_.value;
+    if (!mapping_.attached()) {
+        return false;
+    }
+    const std::uint32_t count = mapping_.view().pair(kPairOffset).value;
+    mapping_.checkFault();
+    return count != seen_.value;
 }
 
 bool BucketReaderTable::doResize() {

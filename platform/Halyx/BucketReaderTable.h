@@ -37,6 +37,14 @@ public:
         return mapping_.view().slice(entryOffset(index), Layout::kBucketEntrySize);
     }
 
+    /// The head of bucket `index`'s chain, acquire: a link is stored after everything that it leads to is complete. Throws
+    /// like operator[], and when the file no longer holds the entry.
+    [[nodiscard]] SlotLink head(unsigned index) const {
+        const SlotLink link = SlotLink::fromWord((*this)[index].word64(0));
+        mapping_.checkRead(entryOffset(index) + Layout::kBucketEntrySize);
+        return link;
+    }
+
     /// Buckets mapped.
     [[nodiscard]] unsigned capacity() const { return seen_.value; }
     [[nodiscard]] bool attached() const { return mapping_.attached(); }

@@ -95,6 +95,7 @@ void* Shared::resize(unsigned size) {
     }
     range_->guard(base, size);
     setRegion(base, size);
+    lastPage_ = (size - 1) / pageSize_ * std::size_t{pageSize_};
     return base;
 }
 
@@ -138,11 +139,19 @@ std::size_t Shared::restorePages() const {
     return fault.address - base;
 }
 
-void Shared::raiseFault() const {
-    const std::size_t offset = restorePages();
-    Norvu::CorruptionDetectedException::throwException("Mem::Shared::checkFault() cannot read " + filename_ +
-                                                       " offset: " + std::to_string(offset) +
-                                                       " file size: " + std::to_string(memSize()));
+void Shared::raiseFault() const { raiseUnreadable(restorePages()); }
+
+void Shared::checkSize(std::size_t end) const {
+    const unsigned size = memSize();
+    if (size < end) {
+        raiseUnreadable(size);
+    }
+}
+
+void Shared::raiseUnreadable(std::size_t offset) const {
+    Norvu::CorruptionDetectedException::throwException("Mem::Shared::checkRead() cannot read " + filename_ +
+                                                       " at offset: " + std::to_string(offset) +
+                                                       " real file size is " + std::to_string(memSize()));
 }
 
 } // namespace Mem

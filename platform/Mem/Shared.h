@@ -15,7 +15,7 @@ class Directory;
 /// The file is opened without following a link in its last component, without blocking, and only when it is a regular file:
 /// nothing that stands in a file's place can hang the reader or lead it elsewhere. It stays open while attached, so that its
 /// size can be asked whatever happens to its name. Reads of pages that are no longer there are caught (see FaultRange);
-/// every group of reads ends with checkFault().
+/// every group of reads ends with checkRead() or checkFault() before what was read is believed.
 class Shared : public Local {
 public:
     static constexpr unsigned SHARED_DEFAULT_FLAGS = 0;
@@ -54,6 +54,20 @@ public:
             raiseFault();
         }
     }
+    /// The same, and also when the file no longer reaches to `end`, counted from the base, where the bytes just read end: the
+    /// rest of a file's last page reads as zeros instead of faulting. Costs no system call but for the mapping's last page.
+    void checkRead(std::size_t end) const {
+        if (range_ == nullptr) {
+            return;
+        }
+        // A file that was cut short has lost the mapping's last page before any byte reads as zero, unless the cut lies in
+        // that page itself.
+        (void)__atomic_load_n(static_cast<const unsigned char*>(base()) + lastPage_, __ATOMIC_RELAXED);
+        checkFault();
+        if (end > lastPage_) [[unlikely]] {
+            checkSize(end);
+        }
+    }
     /// Forgets a fault of a read whose result is not used.
     void forgetFault() const {
         if (range_ != nullptr && range_->faulted()) [[unlikely]] {
@@ -65,12 +79,15 @@ private:
     bool openFile();
     std::size_t restorePages() const;
     [[noreturn]] void raiseFault() const;
+    void checkSize(std::size_t end) const;
+    [[noreturn]] void raiseUnreadable(std::size_t offset) const;
 
     std::string filename_;
     std::string name_;
     std::string error_;
     std::shared_ptr<Directory> directory_;
     std::unique_ptr<FaultRange> range_;
+    std::size_t lastPage_ = 0; ///< where the mapping's last page begins
     int descriptor_ = -1;
 };
 

@@ -102,14 +102,10 @@ HalyxReaderGeneric::Outcome HalyxReaderGeneric::visitBucket(ScanHandler& handler
     }
 }
 
-/// Acquire: a link is stored after everything that it leads to is complete.
-SlotLink HalyxReaderGeneric::headOf(unsigned bucket) const { return SlotLink::fromWord(buckets_[bucket].word64(0)); }
-
 /// Walks one chain from its head, `mostLinks` links at most.
 HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, unsigned bucket, unsigned mostLinks) {
     Mem::View holder = buckets_[bucket];
-    SlotLink link = SlotLink::fromWord(holder.word64(0));
-    buckets_.mapping().checkFault();
+    SlotLink link = buckets_.head(bucket);
     unsigned links = 0;
     Element element;
     while (link.index >= 0) {
@@ -118,7 +114,8 @@ HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, uns
             return Walk::Endless;
         }
         ++links;
-        const Mem::View slot = slots_.getSlot(static_cast<unsigned>(link.index));
+        const auto index = static_cast<unsigned>(link.index);
+        const Mem::View slot = slots_.getSlot(index);
         if (!fetch(holder, link, slot, handler.valueBuffer(), element)) {
             return Walk::Changed;
         }
@@ -129,7 +126,7 @@ HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, uns
         if (holder.word(kTagOffset) != link.tag) {
             return Walk::Changed;
         }
-        slots_.mapping().checkFault();
+        slots_.checkRead(index);
         if (!handler.handleSlot(bucket, link, element.lookaside, element.state, element.length)) {
             return Walk::Stopped;
         }
@@ -149,7 +146,7 @@ bool HalyxReaderGeneric::fetch(const Mem::View& holder, const SlotLink& link, co
         copyValue(slot, buffer, element);
         return true;
     } catch (const CorruptionDetectedException&) {
-        slots_.mapping().checkFault();
+        slots_.checkRead(static_cast<unsigned>(link.index));
         // Races with a replacement or an erase: a slab entry may be freed as soon as no slot names it any more, and the
         // writer says so in the state word or in the tag before it frees the entry.
         if (holder.word(kTagOffset) != link.tag || slot.word(kStateOffset) != element.state) {
@@ -191,7 +188,7 @@ unsigned HalyxReaderGeneric::distinctLinks(unsigned bucket) const {
         index = SlotLink::fromWord(slots_.getSlot(static_cast<unsigned>(index)).word64(kNextOffset)).index;
         return index >= 0;
     };
-    const std::int32_t head = headOf(bucket).index;
+    const std::int32_t head = buckets_.head(bucket).index;
     std::int32_t index = head;
     for (unsigned links = 0; links < most; ++links) {
         if (!follow(index)) {

@@ -80,7 +80,6 @@ private:
     bool fetch(const Mem::View& holder, const SlotLink& link, const Mem::View& slot, void* buffer, Element& element);
     void copyValue(const Mem::View& slot, void* buffer, Element& element);
     [[nodiscard]] unsigned distinctLinks(unsigned bucket) const;
-    [[nodiscard]] SlotLink headOf(unsigned bucket) const;
 
     RootPath root_;
     Reader::Counters counters_;

@@ -134,8 +134,8 @@ bool SlotReaderGenericTable::doResize() {
     ++counters_->resizes;
     seen_ = header.numSlots;
     mapped_ = true;
-    const auto begin = static_cast<std::size_t>(Layout::slotArrayOffset(slotSize_));
-    slots_ = mapping().view().slice(begin, static_cast<std::size_t>(needed) - begin);
+    slotsBegin_ = static_cast<std::size_t>(Layout::slotArrayOffset(slotSize_));
+    slots_ = mapping().view().slice(slotsBegin_, static_cast<std::size_t>(needed) - slotsBegin_);
     return true;
 }
 

@@ -40,6 +40,11 @@ public:
         return slots_.slice(std::size_t{index} * slotSize_, slotSize_);
     }
 
+    /// Throws CorruptionDetectedException when the file no longer holds slot `index`, of which bytes were read.
+    void checkRead(unsigned index) const {
+        mapping().checkRead(slotsBegin_ + (std::size_t{index} + 1) * slotSize_);
+    }
+
     /// The value area of a slot, and of the lookaside slot.
     [[nodiscard]] Mem::View valueOf(const Mem::View& slot) const {
         return slot.slice(Layout::kSlotValueOffset, slotSize_ - Layout::kSlotValueOffset);
@@ -80,6 +85,7 @@ private:
     const Mem::RootPath* root_;
     Reader::Counters* counters_;
     Mem::View slots_;
+    std::size_t slotsBegin_ = 0;
     std::unique_ptr<GenericAllocator> allocator_;
     Mem::VerU32 seen_;
     bool mapped_ = false; ///< whether a resize has followed the attach
