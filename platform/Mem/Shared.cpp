@@ -4,6 +4,7 @@
 #include "Mem/Page.h"
 #include "Norvu/Exception.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -24,6 +25,8 @@ unsigned boundedSize(const struct stat& status) {
     constexpr off_t most = 0xffffffffLL;
     return static_cast<unsigned>(status.st_size < most ? status.st_size : most);
 }
+
+std::size_t lastPageOf(unsigned size) { return size == 0 ? 0 : (size - 1) / pageSize_ * std::size_t{pageSize_}; }
 
 } // namespace
 
@@ -95,7 +98,7 @@ void* Shared::resize(unsigned size) {
     }
     range_->guard(base, size);
     setRegion(base, size);
-    lastPage_ = (size - 1) / pageSize_ * std::size_t{pageSize_};
+    probe_ = lastPageOf(size);
     return base;
 }
 
@@ -142,10 +145,13 @@ std::size_t Shared::restorePages() const {
 void Shared::raiseFault() const { raiseUnreadable(restorePages()); }
 
 void Shared::checkSize(std::size_t end) const {
+    forgetFault(); // the probe's: what was read before it is judged by the size
     const unsigned size = memSize();
     if (size < end) {
         raiseUnreadable(size);
     }
+    // The bytes are there; from now on the probe looks at the end that the file has.
+    probe_ = std::min(probe_, lastPageOf(size));
 }
 
 void Shared::raiseUnreadable(std::size_t offset) const {

@@ -60,11 +60,11 @@ public:
         if (range_ == nullptr) {
             return;
         }
-        // A file that was cut short has lost the mapping's last page before any byte reads as zero, unless the cut lies in
-        // that page itself.
-        (void)__atomic_load_n(static_cast<const unsigned char*>(base()) + lastPage_, __ATOMIC_RELAXED);
         checkFault();
-        if (end > lastPage_) [[unlikely]] {
+        // A file that is cut short loses its last page before any byte of it reads as zero, unless the cut lies in that page
+        // itself; so the probe comes after the read (relaxed, behind the reader's acquire), and reads of the last page ask.
+        (void)__atomic_load_n(static_cast<const unsigned char*>(base()) + probe_, __ATOMIC_RELAXED);
+        if (range_->faulted() || end > probe_) [[unlikely]] {
             checkSize(end);
         }
     }
@@ -87,7 +87,7 @@ private:
     std::string error_;
     std::shared_ptr<Directory> directory_;
     std::unique_ptr<FaultRange> range_;
-    std::size_t lastPage_ = 0; ///< where the mapping's last page begins
+    mutable std::size_t probe_ = 0; ///< where the last page begins, of the mapping or of the file when that was cut short
     int descriptor_ = -1;
 };
 
