@@ -55,7 +55,8 @@ public:
     Mapped& operator=(const Mapped&) = delete;
 
     [[nodiscard]] unsigned char* at(std::size_t offset) const { return base_ + offset; }
-    template <typename T> [[nodiscard]] T* as(std::size_t offset) const {
+    template <typename T>
+    [[nodiscard]] T* as(std::size_t offset) const {
         return static_cast<T*>(static_cast<void*>(base_ + offset));
     }
 
@@ -80,7 +81,8 @@ std::uint64_t mix(std::uint64_t x) {
     return x ^ (x >> 31);
 }
 
-template <typename T> std::uint32_t hashOf(const T& field) {
+template <typename T>
+std::uint32_t hashOf(const T& field) {
     char bytes[sizeof(T)];
     std::memcpy(bytes, &field, sizeof(T));
     return Norvu::Util::hash(bytes, sizeof(T));
@@ -90,9 +92,13 @@ std::uint32_t slotSizeOf(const Table& table) {
     return Slots::kSlotValueOffset + (table.dynamic || table.valueSize < 8 ? 8 : table.valueSize);
 }
 
-std::uint32_t entrySizeOf(const Table& table) { return Plask::Layout::kSlabEntryHeaderSize + table.valueSize; }
+std::uint32_t entrySizeOf(const Table& table) {
+    return Plask::Layout::kSlabEntryHeaderSize + table.valueSize;
+}
 
-std::string slabPath(const Table& table, unsigned slab) { return table.directory + "/slab" + std::to_string(slab); }
+std::string slabPath(const Table& table, unsigned slab) {
+    return table.directory + "/slab" + std::to_string(slab);
+}
 
 void writeSlotHeader(const Table& table, const Mapped& file) {
     auto* header = file.as<Slots::SlotTableHeader>(0);
@@ -247,7 +253,8 @@ std::uint64_t bareLoop(const Table& table, int out, bool lookAhead) {
     const auto entryOf = [&](std::int32_t index) {
         Plask::Layout::SlabOffset offset;
         std::memcpy(&offset, slotAt(index) + Slots::kSlotValueOffset, sizeof offset);
-        return slabs[offset.slab()]->at(Plask::Layout::kSlabHeaderSize + std::size_t{entrySizeOf(table)} * offset.index());
+        return slabs[offset.slab()]->at(Plask::Layout::kSlabHeaderSize +
+                                        std::size_t{entrySizeOf(table)} * offset.index());
     };
     Text text(out);
     std::uint64_t elements = 0;

@@ -56,7 +56,8 @@ Settings parse(int argc, char** argv) {
             settings.root = value;
         } else if (name == "--elements") {
             settings.elements.clear();
-            for (const char* at = value; at != nullptr; at = std::strchr(at, ',') ? std::strchr(at, ',') + 1 : nullptr) {
+            for (const char* at = value; at != nullptr;
+                 at = std::strchr(at, ',') ? std::strchr(at, ',') + 1 : nullptr) {
                 settings.elements.push_back(static_cast<std::uint32_t>(std::strtoul(at, nullptr, 10)));
             }
         } else {
@@ -66,7 +67,9 @@ Settings parse(int argc, char** argv) {
     return settings;
 }
 
-int devNull() { return ::open("/dev/null", O_WRONLY | O_CLOEXEC); }
+int devNull() {
+    return ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+}
 
 [[noreturn]] void runTool() {
     ::dup2(devNull(), STDOUT_FILENO);
@@ -76,7 +79,8 @@ int devNull() { return ::open("/dev/null", O_WRONLY | O_CLOEXEC); }
 }
 
 /// Runs `body` in a process of its own; its wall-clock seconds.
-template <typename Body> double timed(Body body) {
+template <typename Body>
+double timed(Body body) {
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
     if (child == 0) {
@@ -132,8 +136,8 @@ Spread spreadOf(std::vector<double> values) {
 
 void printRow(const char* what, const std::vector<double>& seconds, std::uint32_t elements) {
     const Spread spread = spreadOf(seconds);
-    std::printf("  %-28s %8.2f M/s  (%.2f to %.2f)\n", what, elements / spread.median / 1e6, elements / spread.most / 1e6,
-                elements / spread.least / 1e6);
+    std::printf("  %-28s %8.2f M/s  (%.2f to %.2f)\n", what, elements / spread.median / 1e6,
+                elements / spread.most / 1e6, elements / spread.least / 1e6);
 }
 
 void printRatio(const char* what, const std::vector<double>& tool, const std::vector<double>& bare) {

@@ -4,10 +4,16 @@
 
 namespace Halyx {
 
-int HalyxClientScanner::doGetClientInfo() { return reportNotBuilt("-w"); }
+int HalyxClientScanner::doGetClientInfo() {
+    return reportNotBuilt("-w");
+}
 
-int HalyxClientScanner::doGetAllClientInfo() { return reportNotBuilt("-a"); }
+int HalyxClientScanner::doGetAllClientInfo() {
+    return reportNotBuilt("-a");
+}
 
-int HalyxClientScanner::doGetTableInfo(int /*pid*/) { return reportNotBuilt("-c"); }
+int HalyxClientScanner::doGetTableInfo(int /*pid*/) {
+    return reportNotBuilt("-c");
+}
 
 } // namespace Halyx

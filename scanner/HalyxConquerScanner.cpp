@@ -4,6 +4,8 @@
 
 namespace Halyx {
 
-bool HalyxConquerScanner::doScanConquer(bool /*validOnly*/) { return reportNotBuilt("-q") != 0; }
+bool HalyxConquerScanner::doScanConquer(bool /*validOnly*/) {
+    return reportNotBuilt("-q") != 0;
+}
 
 } // namespace Halyx

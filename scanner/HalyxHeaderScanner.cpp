@@ -4,6 +4,8 @@
 
 namespace Halyx {
 
-int HalyxHeaderScanner::doGetHeaders() { return reportNotBuilt("-x"); }
+int HalyxHeaderScanner::doGetHeaders() {
+    return reportNotBuilt("-x");
+}
 
 } // namespace Halyx

@@ -25,8 +25,9 @@ namespace {
 
 constexpr const char* kShortOptions = "xpjef:wc:ahqvH:";
 const option kLongOptions[] = {
-    {"who", no_argument, nullptr, 'w'},  {"what", required_argument, nullptr, 'c'},   {"who-all", no_argument, nullptr, 'a'},
-    {"help", no_argument, nullptr, 'h'}, {"handle", required_argument, nullptr, 'H'}, {nullptr, 0, nullptr, 0},
+    {"who", no_argument, nullptr, 'w'},          {"what", required_argument, nullptr, 'c'},
+    {"who-all", no_argument, nullptr, 'a'},      {"help", no_argument, nullptr, 'h'},
+    {"handle", required_argument, nullptr, 'H'}, {nullptr, 0, nullptr, 0},
 };
 
 struct CommandLine {
@@ -111,8 +112,8 @@ bool parse(int argc, char** argv, CommandLine& line, int& status) {
 }
 
 int printMatch(const CommandLine& line, const std::string& table) {
-    return printTable(line.outputFile, table.c_str(), line.who, line.headers, line.queues, line.style, line.emptyBuckets,
-                      line.validOnly);
+    return printTable(line.outputFile, table.c_str(), line.who, line.headers, line.queues, line.style,
+                      line.emptyBuckets, line.validOnly);
 }
 
 int runOnMatches(const CommandLine& line) {

@@ -37,7 +37,9 @@ HalyxScannerBase::MyScanner::MyScanner(std::ostream& out, void* buffer, Style st
     lines_.reserve(kPiece + kPiece / 2);
 }
 
-HalyxScannerBase::MyScanner::~MyScanner() { drain(); }
+HalyxScannerBase::MyScanner::~MyScanner() {
+    drain();
+}
 
 bool HalyxScannerBase::MyScanner::handleLineString(unsigned /*bucket*/, const std::string& line) {
     lines_ += line;

@@ -90,8 +90,8 @@ int printElements(std::ostream& out, const char* tablePath, HalyxTextify::Style 
             continue;
         }
         if (prepared == Prepared::Invalid) {
-            std::cout << "Halyx " << Norvu::safeText(reader.root().text()) << " validation failed: " << Norvu::safeText(error)
-                      << std::endl;
+            std::cout << "Halyx " << Norvu::safeText(reader.root().text())
+                      << " validation failed: " << Norvu::safeText(error) << std::endl;
         }
         break;
     }

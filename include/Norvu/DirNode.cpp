@@ -51,7 +51,8 @@ dirent* DirNode::readEntry() const {
     }
     if (dir_ == nullptr) {
         if (debugHandler().enabled(5)) {
-            trace(5, 86, "readEntry", "DirNode::readEntry() cannot read " + path_ + " because the directory is not open");
+            trace(5, 86, "readEntry",
+                  "DirNode::readEntry() cannot read " + path_ + " because the directory is not open");
         }
         return nullptr;
     }

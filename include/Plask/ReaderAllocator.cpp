@@ -2,7 +2,8 @@
 
 namespace Plask {
 
-ReaderAllocator::ReaderAllocator(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root) : Debuggable(handler) {
+ReaderAllocator::ReaderAllocator(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root)
+    : Debuggable(handler) {
     unsigned number = 0;
     for (auto& reader : readers_) {
         reader = std::make_unique<SlabReader>(handler, root, number++, false);

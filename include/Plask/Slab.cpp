@@ -62,8 +62,9 @@ void Slab::SlabHeader::trace(Norvu::Platform::DebugHandler& handler) const {
     }
     Norvu::Platform::DebugStream record;
     record << "SlabHeader() "
-           << " magic:" << std::hex << magic << std::dec << " version:" << version << " fenix:" << std::hex << fenix.value
-           << std::dec << " numEntries:" << numEntries << " entrySize:" << entrySize << " freeList:" << freeList;
+           << " magic:" << std::hex << magic << std::dec << " version:" << version << " fenix:" << std::hex
+           << fenix.value << std::dec << " numEntries:" << numEntries << " entrySize:" << entrySize
+           << " freeList:" << freeList;
     handler.log(record, 3, kSource, __LINE__, "trace");
 }
 

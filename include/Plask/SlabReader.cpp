@@ -16,11 +16,14 @@ constexpr Mem::VerU32 kNothingSeen{0xffffffff, 0};
 
 } // namespace
 
-SlabReader::SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, unsigned number, bool localMem)
+SlabReader::SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, unsigned number,
+                       bool localMem)
     : Slab(handler), mapping_(handler, root, ("slab" + std::to_string(number)).c_str(), localMem), number_(number),
       name_("SlabReader-" + std::to_string(number) + "-?"), seen_(kNothingSeen) {}
 
-SlabReader::~SlabReader() { detach(); }
+SlabReader::~SlabReader() {
+    detach();
+}
 
 void SlabReader::corrupt(const std::string& text) const {
     Norvu::CorruptionDetectedException::throwException(name_ + text);
@@ -48,8 +51,8 @@ bool SlabReader::attach(bool mustExist) {
     seen_ = kNothingSeen;
     mapped_ = false;
     if (debugHandler().enabled(1)) {
-        debugHandler().log(name_ + "::attach() " + mapping_.getFilename() + " successfully attached", 1, kSource, __LINE__,
-                           "attach");
+        debugHandler().log(name_ + "::attach() " + mapping_.getFilename() + " successfully attached", 1, kSource,
+                           __LINE__, "attach");
     }
     return true;
 }
@@ -101,7 +104,8 @@ void SlabReader::doResize() {
     const void* const old = mapping_.base();
     if (needed > std::numeric_limits<unsigned>::max() || mapping_.remap(static_cast<unsigned>(needed)) == nullptr) {
         std::ostringstream text;
-        text << name_ << "::doResize() failed to resize from " << seen_ << " to " << header.numEntries.value << " entries";
+        text << name_ << "::doResize() failed to resize from " << seen_ << " to " << header.numEntries.value
+             << " entries";
         Norvu::MemoryResourceException::throwException(text.str());
     }
     if (mapping_.base() != old && debugHandler().enabled(5)) {
@@ -142,9 +146,8 @@ void SlabReader::badPayload(std::int32_t size, unsigned index, unsigned room) co
         corrupt("::getValue() encountered unoccupied entry at index: " + std::to_string(index));
     }
     if (size > std::int64_t{entrySize_} - Layout::kSlabEntryHeaderSize) {
-        corrupt("::getValue() encountered payloadSize:" + std::to_string(size) +
-                ", but max payloadSize:" + std::to_string(entrySize_ - Layout::kSlabEntryHeaderSize) +
-                " at index: " + std::to_string(index));
+        corrupt("::getValue() encountered payloadSize:" + std::to_string(size) + ", but max payloadSize:" +
+                std::to_string(entrySize_ - Layout::kSlabEntryHeaderSize) + " at index: " + std::to_string(index));
     }
     corrupt("::getValue() encountered payloadSize:" + std::to_string(size) + ", but valueSize:" + std::to_string(room) +
             " at index: " + std::to_string(index));

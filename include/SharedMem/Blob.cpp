@@ -5,7 +5,9 @@
 
 namespace Mem {
 
-AutoBlob::~AutoBlob() { std::free(data()); }
+AutoBlob::~AutoBlob() {
+    std::free(data());
+}
 
 Blob AutoBlob::resize(std::size_t size) {
     void* const block = std::realloc(data(), size);

@@ -17,7 +17,9 @@ SharedMemWrapper::SharedMemWrapper(Norvu::Platform::DebugHandler& handler, const
     }
 }
 
-SharedMemWrapper::~SharedMemWrapper() { release(); }
+SharedMemWrapper::~SharedMemWrapper() {
+    release();
+}
 
 const std::string& SharedMemWrapper::getFilename() const {
     return localMem_ ? Local::getFilename() : Shared::getFilename();
@@ -27,12 +29,20 @@ void* SharedMemWrapper::attach(unsigned size, Mode mode, bool flag) {
     return localMem_ ? Local::attach(size, mode) : Shared::attach(size, mode, flag, "");
 }
 
-void* SharedMemWrapper::remap(unsigned size) { return localMem_ ? Local::resize(size) : Shared::resize(size); }
+void* SharedMemWrapper::remap(unsigned size) {
+    return localMem_ ? Local::resize(size) : Shared::resize(size);
+}
 
-int SharedMemWrapper::release() { return localMem_ ? Local::detach() : Shared::detach(); }
+int SharedMemWrapper::release() {
+    return localMem_ ? Local::detach() : Shared::detach();
+}
 
-unsigned SharedMemWrapper::regionSize() const { return localMem_ ? size() : memSize(); }
+unsigned SharedMemWrapper::regionSize() const {
+    return localMem_ ? size() : memSize();
+}
 
-bool SharedMemWrapper::hold() { return localMem_ || Shared::hold(); }
+bool SharedMemWrapper::hold() {
+    return localMem_ || Shared::hold();
+}
 
 } // namespace Mem

@@ -42,7 +42,8 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
         }
         if (entry->d_type == DT_DIR) {
             if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
-                current = std::make_shared<Norvu::DirNode>(debugHandler(), current->path() + "/" + entry->d_name, current);
+                current =
+                    std::make_shared<Norvu::DirNode>(debugHandler(), current->path() + "/" + entry->d_name, current);
             }
             continue;
         }
@@ -55,8 +56,8 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
             continue;
         }
         if (debugHandler().enabled(5)) {
-            debugHandler().log("TableFinder::find() filename: " + name + " matched by supplied FileCompare", 5, kSource, 178,
-                               "find");
+            debugHandler().log("TableFinder::find() filename: " + name + " matched by supplied FileCompare", 5, kSource,
+                               178, "find");
         }
         if (!Norvu::Util::matchesPattern(pattern, current->path())) {
             continue;

@@ -20,8 +20,8 @@ std::uint64_t neededSize(std::uint32_t count) {
 
 BucketReaderTable::BucketReaderTable(Norvu::Platform::DebugHandler& handler, const RootPath& root,
                                      Reader::Counters& counters)
-    : Debuggable(handler), mapping_(handler, root.text().c_str(), Layout::kBucketsFile, false,
-                                    Mem::Shared::SHARED_DEFAULT_FLAGS, false),
+    : Debuggable(handler),
+      mapping_(handler, root.text().c_str(), Layout::kBucketsFile, false, Mem::Shared::SHARED_DEFAULT_FLAGS, false),
       counters_(&counters) {
     mapping_.useDirectory(root.directory());
 }
@@ -103,8 +103,8 @@ bool BucketReaderTable::doResize() {
     const void* old = mapping_.base();
     if (mapping_.resize(static_cast<unsigned>(needed)) == nullptr) {
         std::ostringstream text;
-        text << "BucketReader::doResize() failed to resize " << mapping_.getFilename() << " from " << seen_ << " to " << pair
-             << " buckets, needed " << needed << " bytes. Reason: " << mapping_.errorText();
+        text << "BucketReader::doResize() failed to resize " << mapping_.getFilename() << " from " << seen_ << " to "
+             << pair << " buckets, needed " << needed << " bytes. Reason: " << mapping_.errorText();
         Norvu::MemoryResourceException::throwException(text.str());
     }
     counters_->baseChanges += mapping_.base() != old ? 1U : 0U;

@@ -84,7 +84,8 @@ void uninstall() {
     const std::lock_guard<std::mutex> lock(installMutex);
     if (--installed == 0) {
         struct sigaction now {};
-        if (::sigaction(SIGBUS, nullptr, &now) == 0 && (now.sa_flags & SA_SIGINFO) != 0 && now.sa_sigaction == onFault) {
+        if (::sigaction(SIGBUS, nullptr, &now) == 0 && (now.sa_flags & SA_SIGINFO) != 0 &&
+            now.sa_sigaction == onFault) {
             ::sigaction(SIGBUS, &before, nullptr);
         }
     }
@@ -123,7 +124,8 @@ void FaultRange::guard(void* base, std::size_t size) {
 }
 
 FaultRange::Fault FaultRange::take() {
-    const Fault fault{entry_->lowestPage.load(std::memory_order_relaxed), entry_->endPage.load(std::memory_order_relaxed),
+    const Fault fault{entry_->lowestPage.load(std::memory_order_relaxed),
+                      entry_->endPage.load(std::memory_order_relaxed),
                       entry_->firstFault.load(std::memory_order_relaxed)};
     entry_->firstFault.store(kNone, std::memory_order_relaxed);
     return fault;

@@ -24,9 +24,7 @@ public:
     /// Guards [base, base + size) from now on, instead of what was guarded before. A null base guards nothing.
     void guard(void* base, std::size_t size);
 
-    [[nodiscard]] bool faulted() const {
-        return entry_->firstFault.load(std::memory_order_relaxed) != kNone;
-    }
+    [[nodiscard]] bool faulted() const { return entry_->firstFault.load(std::memory_order_relaxed) != kNone; }
 
     /// The pages replaced since the last call, as the lowest and one past the highest address.
     struct Fault {

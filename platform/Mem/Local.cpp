@@ -11,9 +11,13 @@ const std::string Local::ANONYMOUS = "ANONYMOUS";
 
 Local::Local(Norvu::Platform::DebugHandler& handler, unsigned flags) : Debuggable(handler), flags_(flags) {}
 
-Local::~Local() { Local::detach(); }
+Local::~Local() {
+    Local::detach();
+}
 
-const std::string& Local::getFilename() const { return (flags_ & kHeapFlag) != 0 ? HEAP : ANONYMOUS; }
+const std::string& Local::getFilename() const {
+    return (flags_ & kHeapFlag) != 0 ? HEAP : ANONYMOUS;
+}
 
 void* Local::attach(unsigned size, Mode /*mode*/) {
     Local::detach();

@@ -36,7 +36,9 @@ RootPath::RootPath(Norvu::Platform::DebugHandler& handler, const std::string& ba
     text_.erase(text_.find_last_not_of('/') + 1);
 }
 
-std::string RootPath::socknamePrefix() const { return "shmem"; }
+std::string RootPath::socknamePrefix() const {
+    return "shmem";
+}
 
 const std::shared_ptr<Directory>& RootPath::directory() const {
     if (!directory_) {
@@ -49,11 +51,15 @@ const std::shared_ptr<Directory>& RootPath::directory() const {
 
 namespace Halyx {
 
-std::string collectionsRoot() { return Mem::chroot() + kBase + "/" + kCollections; }
+std::string collectionsRoot() {
+    return Mem::chroot() + kBase + "/" + kCollections;
+}
 
 RootPath::RootPath(Norvu::Platform::DebugHandler& handler, const std::string& collection, bool flag)
     : Mem::RootPath(handler, kBase, kCollections, collection, flag) {}
 
-std::string RootPath::socknamePrefix() const { return "halyx"; }
+std::string RootPath::socknamePrefix() const {
+    return "halyx";
+}
 
 } // namespace Halyx

@@ -26,14 +26,18 @@ unsigned boundedSize(const struct stat& status) {
     return static_cast<unsigned>(status.st_size < most ? status.st_size : most);
 }
 
-std::size_t lastPageOf(unsigned size) { return size == 0 ? 0 : (size - 1) / pageSize_ * std::size_t{pageSize_}; }
+std::size_t lastPageOf(unsigned size) {
+    return size == 0 ? 0 : (size - 1) / pageSize_ * std::size_t{pageSize_};
+}
 
 } // namespace
 
 Shared::Shared(Norvu::Platform::DebugHandler& handler, const char* prefix, const char* name, bool, unsigned flags, bool)
     : Local(handler, flags), filename_(std::string(prefix) + "/" + name), name_(name) {}
 
-Shared::~Shared() { Shared::detach(); }
+Shared::~Shared() {
+    Shared::detach();
+}
 
 bool Shared::openFile() {
     const int directory = directory_ ? directory_->descriptor() : AT_FDCWD;
@@ -62,7 +66,9 @@ bool Shared::openFile() {
     return true;
 }
 
-bool Shared::hold() { return descriptor_ >= 0 || openFile(); }
+bool Shared::hold() {
+    return descriptor_ >= 0 || openFile();
+}
 
 void* Shared::attach(unsigned size, Mode /*mode*/, bool, const std::string&) {
     if (!hold()) {
@@ -134,15 +140,17 @@ unsigned Shared::memSize() const {
 std::size_t Shared::restorePages() const {
     const FaultRange::Fault fault = range_->take();
     const auto base = reinterpret_cast<std::uintptr_t>(region());
-    if (::mmap(reinterpret_cast<void*>(fault.begin), fault.end - fault.begin, PROT_READ, MAP_SHARED | MAP_FIXED, descriptor_,
-               static_cast<off_t>(fault.begin - base)) == MAP_FAILED) {
+    if (::mmap(reinterpret_cast<void*>(fault.begin), fault.end - fault.begin, PROT_READ, MAP_SHARED | MAP_FIXED,
+               descriptor_, static_cast<off_t>(fault.begin - base)) == MAP_FAILED) {
         Norvu::MemoryResourceException::throwException("Mem::Shared::restorePages() failed to map " + filename_ +
                                                        " again. Reason: " + std::strerror(errno));
     }
     return fault.address - base;
 }
 
-void Shared::raiseFault() const { raiseUnreadable(restorePages()); }
+void Shared::raiseFault() const {
+    raiseUnreadable(restorePages());
+}
 
 void Shared::checkSize(std::size_t end) const {
     forgetFault(); // the probe's: what was read before it is judged by the size
@@ -156,8 +164,8 @@ void Shared::checkSize(std::size_t end) const {
 
 void Shared::raiseUnreadable(std::size_t offset) const {
     Norvu::CorruptionDetectedException::throwException("Mem::Shared::checkRead() cannot read " + filename_ +
-                                                       " at offset: " + std::to_string(offset) +
-                                                       " real file size is " + std::to_string(memSize()));
+                                                       " at offset: " + std::to_string(offset) + " real file size is " +
+                                                       std::to_string(memSize()));
 }
 
 } // namespace Mem

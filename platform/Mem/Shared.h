@@ -87,7 +87,8 @@ private:
     std::string error_;
     std::shared_ptr<Directory> directory_;
     std::unique_ptr<FaultRange> range_;
-    mutable std::size_t probe_ = 0; ///< where the last page begins, of the mapping or of the file when that was cut short
+    mutable std::size_t probe_ =
+        0; ///< where the last page begins, of the mapping or of the file when that was cut short
     int descriptor_ = -1;
 };
 

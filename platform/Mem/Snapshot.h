@@ -12,7 +12,8 @@ namespace Mem {
 /// `pairOffset` is loaded (acquire), the header copied (relaxed), and the version looked at again behind an acquire fence.
 /// A writer that stored a new pair meanwhile changed the version, and the copy is taken again. A file that nobody writes
 /// is copied once.
-template <typename Header> Header snapshot(const View& view, std::size_t pairOffset) {
+template <typename Header>
+Header snapshot(const View& view, std::size_t pairOffset) {
     static_assert(std::is_trivially_copyable_v<Header>);
     Header copy;
     VerU32 before;

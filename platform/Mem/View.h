@@ -61,9 +61,7 @@ public:
         }
     }
 
-    [[nodiscard]] View slice(std::size_t offset, std::size_t size) const {
-        return {check(offset, size), size, *name_};
-    }
+    [[nodiscard]] View slice(std::size_t offset, std::size_t size) const { return {check(offset, size), size, *name_}; }
 
     /// Asks for the cache line at `offset`; nothing happens past the end.
     void prefetch(std::size_t offset) const {
@@ -73,11 +71,13 @@ public:
     }
 
 private:
-    template <std::size_t Boundary> static bool aligned(const unsigned char* at) {
+    template <std::size_t Boundary>
+    static bool aligned(const unsigned char* at) {
         return reinterpret_cast<std::uintptr_t>(at) % Boundary == 0;
     }
 
-    template <typename Word> static Word unaligned(const unsigned char* at) {
+    template <typename Word>
+    static Word unaligned(const unsigned char* at) {
         struct __attribute__((packed, may_alias)) Packed {
             Word value;
         };
@@ -124,8 +124,12 @@ public:
     MutableView(void* base, std::size_t size, const std::string& name)
         : View(base, size, name), base_(static_cast<unsigned char*>(base)) {}
 
-    void store(std::size_t offset, std::uint32_t value) const { storeWord<std::uint32_t, __ATOMIC_RELAXED>(offset, value); }
-    void publish(std::size_t offset, std::uint32_t value) const { storeWord<std::uint32_t, __ATOMIC_RELEASE>(offset, value); }
+    void store(std::size_t offset, std::uint32_t value) const {
+        storeWord<std::uint32_t, __ATOMIC_RELAXED>(offset, value);
+    }
+    void publish(std::size_t offset, std::uint32_t value) const {
+        storeWord<std::uint32_t, __ATOMIC_RELEASE>(offset, value);
+    }
 
     /// One untorn 64-bit store, release; `offset` must lie on 8 bytes.
     void publish64(std::size_t offset, std::uint64_t value) const {
@@ -147,7 +151,8 @@ public:
     }
 
 private:
-    template <typename Word, int Order> void storeWord(std::size_t offset, Word value) const {
+    template <typename Word, int Order>
+    void storeWord(std::size_t offset, Word value) const {
         __atomic_store_n(reinterpret_cast<Word*>(at(offset, sizeof(Word), sizeof(Word))), value, Order);
     }
 

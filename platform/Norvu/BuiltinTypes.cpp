@@ -14,7 +14,8 @@ namespace Norvu::Platform {
 
 namespace {
 
-template <typename Number> class NumberPrinter : public ValuePrinter {
+template <typename Number>
+class NumberPrinter : public ValuePrinter {
 public:
     NumberPrinter() : ValuePrinter(sizeof(Number)) {}
 
@@ -58,7 +59,10 @@ public:
     }
 };
 
-template <typename Printer> std::shared_ptr<ValuePrinter> make() { return std::make_shared<Printer>(); }
+template <typename Printer>
+std::shared_ptr<ValuePrinter> make() {
+    return std::make_shared<Printer>();
+}
 
 struct Builtin {
     std::string_view name;
@@ -67,15 +71,24 @@ struct Builtin {
 };
 
 constexpr Builtin kBuiltins[] = {
-    {"U8", 1, make<NumberPrinter<std::uint8_t>>},        {"U16", 2, make<NumberPrinter<std::uint16_t>>},
-    {"U32", 4, make<NumberPrinter<std::uint32_t>>},      {"U64", 8, make<NumberPrinter<std::uint64_t>>},
-    {"S8", 1, make<NumberPrinter<std::int8_t>>},         {"S16", 2, make<NumberPrinter<std::int16_t>>},
-    {"S32", 4, make<NumberPrinter<std::int32_t>>},       {"S64", 8, make<NumberPrinter<std::int64_t>>},
-    {"uint8_t", 1, make<NumberPrinter<std::uint8_t>>},   {"uint16_t", 2, make<NumberPrinter<std::uint16_t>>},
-    {"uint32_t", 4, make<NumberPrinter<std::uint32_t>>}, {"uint64_t", 8, make<NumberPrinter<std::uint64_t>>},
-    {"int8_t", 1, make<NumberPrinter<std::int8_t>>},     {"int16_t", 2, make<NumberPrinter<std::int16_t>>},
-    {"int32_t", 4, make<NumberPrinter<std::int32_t>>},   {"int64_t", 8, make<NumberPrinter<std::int64_t>>},
-    {"float", 4, make<NumberPrinter<float>>},            {"double", 8, make<NumberPrinter<double>>},
+    {"U8", 1, make<NumberPrinter<std::uint8_t>>},
+    {"U16", 2, make<NumberPrinter<std::uint16_t>>},
+    {"U32", 4, make<NumberPrinter<std::uint32_t>>},
+    {"U64", 8, make<NumberPrinter<std::uint64_t>>},
+    {"S8", 1, make<NumberPrinter<std::int8_t>>},
+    {"S16", 2, make<NumberPrinter<std::int16_t>>},
+    {"S32", 4, make<NumberPrinter<std::int32_t>>},
+    {"S64", 8, make<NumberPrinter<std::int64_t>>},
+    {"uint8_t", 1, make<NumberPrinter<std::uint8_t>>},
+    {"uint16_t", 2, make<NumberPrinter<std::uint16_t>>},
+    {"uint32_t", 4, make<NumberPrinter<std::uint32_t>>},
+    {"uint64_t", 8, make<NumberPrinter<std::uint64_t>>},
+    {"int8_t", 1, make<NumberPrinter<std::int8_t>>},
+    {"int16_t", 2, make<NumberPrinter<std::int16_t>>},
+    {"int32_t", 4, make<NumberPrinter<std::int32_t>>},
+    {"int64_t", 8, make<NumberPrinter<std::int64_t>>},
+    {"float", 4, make<NumberPrinter<float>>},
+    {"double", 8, make<NumberPrinter<double>>},
     {"bool", 1, make<BoolPrinter>},
 };
 

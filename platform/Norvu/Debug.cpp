@@ -57,7 +57,8 @@ bool parseLevels(std::string_view text, std::uint32_t& mask) {
 }
 
 /// Calls use(pattern, mask) for every good entry and bad(entry) for every malformed one.
-template <typename Use, typename Bad> void forEachEntry(std::string_view setting, Use use, Bad bad) {
+template <typename Use, typename Bad>
+void forEachEntry(std::string_view setting, Use use, Bad bad) {
     while (!setting.empty()) {
         const std::size_t end = setting.find(';');
         const std::string_view entry = setting.substr(0, end);

@@ -4,11 +4,17 @@
 
 namespace Norvu {
 
-void RuntimeException::throwException(const std::string& text) { throw RuntimeException(text); }
+void RuntimeException::throwException(const std::string& text) {
+    throw RuntimeException(text);
+}
 
-void MemoryResourceException::throwException(const std::string& text) { throw MemoryResourceException(text); }
+void MemoryResourceException::throwException(const std::string& text) {
+    throw MemoryResourceException(text);
+}
 
-void CorruptionDetectedException::throwException(const std::string& text) { throw CorruptionDetectedException(text); }
+void CorruptionDetectedException::throwException(const std::string& text) {
+    throw CorruptionDetectedException(text);
+}
 
 void debugAndThrowAssertException(const Platform::DebugHandler* handler, int level, const std::string& text,
                                   const char* source, int line, const char* function) {

@@ -49,7 +49,8 @@ public:
 };
 
 /// Traces `text` at `level` on `handler`, when there is one, and throws it as an AssertException.
-[[noreturn]] void debugAndThrowAssertException(const Platform::DebugHandler* handler, int level, const std::string& text,
-                                               const char* source, int line, const char* function);
+[[noreturn]] void debugAndThrowAssertException(const Platform::DebugHandler* handler, int level,
+                                               const std::string& text, const char* source, int line,
+                                               const char* function);
 
 } // namespace Norvu

@@ -77,6 +77,8 @@ std::string safeText(std::string_view text) {
     return safe;
 }
 
-std::string_view boundedText(const char* field, std::size_t size) { return {field, ::strnlen(field, size)}; }
+std::string_view boundedText(const char* field, std::size_t size) {
+    return {field, ::strnlen(field, size)};
+}
 
 } // namespace Norvu

@@ -5,7 +5,9 @@
 
 namespace Norvu::Platform {
 
-void ValuePrinter::toString(const void* value, ValueStyle, std::string& out) const { appendHexDump(out, value, size_); }
+void ValuePrinter::toString(const void* value, ValueStyle, std::string& out) const {
+    appendHexDump(out, value, size_);
+}
 
 std::shared_ptr<ValuePrinter> getValuePrinter(const std::string& typeName, unsigned size) {
     if (std::shared_ptr<ValuePrinter> builtin = makeBuiltinPrinter(typeName, size)) {

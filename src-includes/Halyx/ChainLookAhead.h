@@ -14,14 +14,16 @@ namespace Halyx {
 /// else, for nothing of it is kept. Borrows both tables; a resize makes it stale.
 class ChainLookAhead {
 public:
-    ChainLookAhead(const BucketReaderTable& buckets, const SlotReaderGenericTable& slots) : buckets_(buckets), slots_(slots) {
+    ChainLookAhead(const BucketReaderTable& buckets, const SlotReaderGenericTable& slots)
+        : buckets_(buckets), slots_(slots) {
         known_.fill(kEndOfChain);
     }
 
     /// Called with each bucket before it is walked, upward.
     void advance(unsigned bucket) {
         const unsigned first = bucket + kFirstAhead;
-        std::int32_t index = first < buckets_.capacity() ? SlotLink::fromWord(buckets_[first].word64(0)).index : kEndOfChain;
+        std::int32_t index =
+            first < buckets_.capacity() ? SlotLink::fromWord(buckets_[first].word64(0)).index : kEndOfChain;
         at(first) = index;
         if (isSlot(index)) {
             slots_.getSlot(static_cast<unsigned>(index)).prefetch(0);

@@ -17,7 +17,9 @@ constexpr std::size_t kTagOffset = offsetof(SlotLink, tag);
 /// A chain of as many links is looked at once for its end before more of its text is gathered.
 constexpr unsigned kLongChain = 4096;
 
-std::string handlerName(const char* name) { return std::string("Halyx-") + name; }
+std::string handlerName(const char* name) {
+    return std::string("Halyx-") + name;
+}
 
 } // namespace
 
@@ -32,7 +34,8 @@ void HalyxReaderGeneric::scan(ScanHandler& handler, unsigned first, unsigned cou
 }
 
 /// One walk; false when it must start again.
-bool HalyxReaderGeneric::scanOnce(ScanHandler& handler, unsigned first, unsigned count, Direction direction, bool strict) {
+bool HalyxReaderGeneric::scanOnce(ScanHandler& handler, unsigned first, unsigned count, Direction direction,
+                                  bool strict) {
     const unsigned all = buckets_.capacity();
     const bool up = direction == Direction::Up;
     if (up && first + count >= all) {
@@ -71,10 +74,9 @@ HalyxReaderGeneric::Outcome HalyxReaderGeneric::visitBucket(ScanHandler& handler
                 return Outcome::Stop;
             }
             if (walk == Walk::Endless && timesEndless == 2) {
-                CorruptionDetectedException::throwException("HalyxReaderGeneric::scan() chain does not end, link: " +
-                                                            std::to_string(mostLinks + 1) +
-                                                            " leads back into it, numSlots:" +
-                                                            std::to_string(slots_.capacity()));
+                CorruptionDetectedException::throwException(
+                    "HalyxReaderGeneric::scan() chain does not end, link: " + std::to_string(mostLinks + 1) +
+                    " leads back into it, numSlots:" + std::to_string(slots_.capacity()));
             }
             handler.restart(bucket);
             mostLinks = slots_.capacity();

@@ -26,7 +26,8 @@ public:
         virtual bool done(unsigned bucket, const SlotLink& end) = 0;
         /// One element, whose value of `length` bytes is in the buffer: `link` led to it, `lookaside` says that the value came
         /// from the header's lookaside slot, `state` is the slot's state word. False stops the scan.
-        virtual bool handleSlot(unsigned bucket, const SlotLink& link, bool lookaside, unsigned state, unsigned length) = 0;
+        virtual bool handleSlot(unsigned bucket, const SlotLink& link, bool lookaside, unsigned state,
+                                unsigned length) = 0;
         /// The walk of `bucket` met corrupted data.
         virtual void handleCorruption(unsigned bucket, const std::string& reason) = 0;
         /// The collection was found resized; the walk starts again from the beginning.

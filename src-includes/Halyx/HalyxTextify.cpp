@@ -11,10 +11,14 @@ namespace Halyx {
 
 namespace {
 
-char* writeDecimal(char* out, std::uint32_t value) { return std::to_chars(out, out + 10, value).ptr; }
+char* writeDecimal(char* out, std::uint32_t value) {
+    return std::to_chars(out, out + 10, value).ptr;
+}
 
 /// A link's index as it is printed: bit 31 cleared, so that an ordinary end of chain reads 7fffffff.
-std::uint32_t indexText(const SlotLink& link) { return static_cast<std::uint32_t>(link.index) & 0x7fffffffU; }
+std::uint32_t indexText(const SlotLink& link) {
+    return static_cast<std::uint32_t>(link.index) & 0x7fffffffU;
+}
 
 /// Values up to this many bytes are put together with what stands before them.
 constexpr unsigned kShortValue = 8;

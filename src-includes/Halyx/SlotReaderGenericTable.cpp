@@ -90,10 +90,11 @@ void SlotReaderGenericTable::checkLayout(const Header& header) const {
         (header.isDynamic() ? sizeof(Plask::Layout::SlabOffset) : std::size_t{header.valueSize});
     if (header.slotSize != slotSize_ || header.valueSize != valueSize_ || header.flags != flags_) {
         text << "SlotReaderGeneric::doResize() header changed while mapped, slotSize: " << header.slotSize
-             << " wanted:" << slotSize_ << " valueSize: " << header.valueSize << " wanted:" << valueSize_ << " flags: 0x"
-             << std::hex << header.flags << " wanted:0x" << flags_;
+             << " wanted:" << slotSize_ << " valueSize: " << header.valueSize << " wanted:" << valueSize_
+             << " flags: 0x" << std::hex << header.flags << " wanted:0x" << flags_;
     } else if (header.slotSize < least) {
-        text << "SlotReaderGeneric::doResize() bad slotSize: " << header.slotSize << " wanted at least:" << least << " for "
+        text << "SlotReaderGeneric::doResize() bad slotSize: " << header.slotSize << " wanted at least:" << least
+             << " for "
              << (header.isDynamic() ? "a slab offset" : "a value of " + std::to_string(header.valueSize) + " bytes");
     } else {
         return;
@@ -126,8 +127,8 @@ bool SlotReaderGenericTable::doResize() {
     const void* const old = mapping().base();
     if (ownMapping().remap(static_cast<unsigned>(needed)) == nullptr) {
         std::ostringstream text;
-        text << "SlotReaderGeneric::doResize() failed to resize " << mapping().getFilename() << " from " << seen_ << " to "
-             << header.numSlots << " slots, needed " << needed << " bytes. Reason: " << mapping().errorText();
+        text << "SlotReaderGeneric::doResize() failed to resize " << mapping().getFilename() << " from " << seen_
+             << " to " << header.numSlots << " slots, needed " << needed << " bytes. Reason: " << mapping().errorText();
         Norvu::MemoryResourceException::throwException(text.str());
     }
     counters_->baseChanges += mapping().base() != old ? 1U : 0U;

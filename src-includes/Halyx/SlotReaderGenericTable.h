@@ -41,9 +41,7 @@ public:
     }
 
     /// Throws CorruptionDetectedException when the file no longer holds slot `index`, of which bytes were read.
-    void checkRead(unsigned index) const {
-        mapping().checkRead(slotsBegin_ + (std::size_t{index} + 1) * slotSize_);
-    }
+    void checkRead(unsigned index) const { mapping().checkRead(slotsBegin_ + (std::size_t{index} + 1) * slotSize_); }
 
     /// The value area of a slot, and of the lookaside slot.
     [[nodiscard]] Mem::View valueOf(const Mem::View& slot) const {

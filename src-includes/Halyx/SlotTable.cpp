@@ -26,9 +26,13 @@ std::uint32_t SlotTableHeader::computeHash() const {
            hashWord(valueSize) + hashWord(slotSize) + hashWord(maxSlots) + hashWord(flags);
 }
 
-std::string_view SlotTableHeader::valueTypeText() const { return Norvu::boundedText(valueType, sizeof valueType); }
+std::string_view SlotTableHeader::valueTypeText() const {
+    return Norvu::boundedText(valueType, sizeof valueType);
+}
 
-std::string_view SlotTableHeader::classTypeText() const { return Norvu::boundedText(classType, sizeof classType); }
+std::string_view SlotTableHeader::classTypeText() const {
+    return Norvu::boundedText(classType, sizeof classType);
+}
 
 bool SlotTableHeader::check(unsigned fileSize, SharedMem::FenixId expected, std::string& reason) const {
     std::ostringstream text;
@@ -84,11 +88,11 @@ void SlotTableHeader::trace(Norvu::Platform::DebugHandler& handler) const {
     }
     Norvu::Platform::DebugStream record;
     record << "SlotTable::Header() "
-           << " magic:" << std::hex << magic << std::dec << " version:" << version << " fenix:" << std::hex << fenix.value
-           << std::dec << " valueSize:" << valueSize << " valueType:" << valueTypeText() << " classType:" << classTypeText()
-           << " maxSlots:" << maxSlots << " hash:" << std::hex << hash << std::dec << " slotSize: " << slotSize
-           << " occupiedSlots:" << occupiedSlots << " freeSlots: " << freeSlots << " mostSlots:" << mostSlots
-           << " numSlots:" << numSlots;
+           << " magic:" << std::hex << magic << std::dec << " version:" << version << " fenix:" << std::hex
+           << fenix.value << std::dec << " valueSize:" << valueSize << " valueType:" << valueTypeText()
+           << " classType:" << classTypeText() << " maxSlots:" << maxSlots << " hash:" << std::hex << hash << std::dec
+           << " slotSize: " << slotSize << " occupiedSlots:" << occupiedSlots << " freeSlots: " << freeSlots
+           << " mostSlots:" << mostSlots << " numSlots:" << numSlots;
     handler.log(record, 3, kSource, __LINE__, "trace");
 }
 

@@ -35,7 +35,8 @@ struct SlotTableHeader : Layout::SlotTableHeader {
 };
 
 /// What every user of a slot table file shares. Owns the mapping.
-template <typename Value> class SlotTable : public Norvu::Debuggable {
+template <typename Value>
+class SlotTable : public Norvu::Debuggable {
 public:
     using Header = SlotTableHeader;
 
