@@ -47,12 +47,8 @@ TEST(DumpHex, PrintsEveryByteAsTwoLowerCaseDigits) {
 }
 
 TEST(WriteHex, HasNoPrefixAndNoLeadingZeros) {
-    for (const auto& [value, text] :
-         std::vector<std::pair<std::uint32_t, std::string>>{{0, "0"},
-                                                            {0x1a, "1a"},
-                                                            {0x100, "100"},
-                                                            {0x7fffffff, "7fffffff"},
-                                                            {0xffffffff, "ffffffff"}}) {
+    for (const auto& [value, text] : std::vector<std::pair<std::uint32_t, std::string>>{
+             {0, "0"}, {0x1a, "1a"}, {0x100, "100"}, {0x7fffffff, "7fffffff"}, {0xffffffff, "ffffffff"}}) {
         char out[8];
         EXPECT_EQ(std::string(out, writeHex(out, value)), text);
     }

@@ -136,8 +136,8 @@ TEST(ValuePrinter, PrintsTextUpToItsFirstNul) {
 }
 
 TEST(ValuePrinter, PrintsUnknownTypesAsHexadecimalDigitsInEveryStyle) {
-    for (const std::string name : {"Widget", "", "u32", "U32 ", "char[5]", "char[]", "char", "char[4",
-                                   "char[-4]", "char[4]]", "std::U32", "std::bool"}) {
+    for (const std::string name : {"Widget", "", "u32", "U32 ", "char[5]", "char[]", "char", "char[4", "char[-4]",
+                                   "char[4]]", "std::U32", "std::bool"}) {
         EXPECT_EQ(print(name, "\x01\x02\x03\x04"), "01020304") << name;
         EXPECT_EQ(json(name, "\x01\x02\x03\x04"), "01020304") << name;
     }
