@@ -35,6 +35,9 @@ void print(const std::string& text);
 void printReady(const std::string& collection);
 
 const Command& createCommand();
+const Command& loadCommand();
 const Command& churnCommand();
+const Command& mirrorProcCommand();
+const Command& attachCommand();
 
 } // namespace Halyx::Writer

@@ -21,8 +21,7 @@ constexpr int kMisused = 2;
 
 const std::vector<const Command*>& commands() {
     static const std::vector<const Command*> all = {
-        &createCommand(),
-        &churnCommand(),
+        &createCommand(), &loadCommand(), &churnCommand(), &mirrorProcCommand(), &attachCommand(),
     };
     return all;
 }
