@@ -1,0 +1,120 @@
+// Files cut short under a running walk: the tool ends by itself, and prints nothing that was not there.
+
+#include "live/LiveTest.h"
+
+#include <unistd.h>
+
+using namespace Fixtures;
+
+namespace {
+
+class TruncateLive : public LiveTest {
+protected:
+    static constexpr std::uint32_t kSlots = 60000;
+
+    static CollectionBuilder numbers() { return CollectionBuilder(kSlots / 3, kSlots).fillNumbers(); }
+
+    static CollectionBuilder payloads() {
+        CollectionBuilder builder(kSlots / 3, kSlots);
+        builder.dynamic().valueType("Payload", 64);
+        std::vector<std::optional<std::string>> entries;
+        for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
+            builder.offset(slot, 0, slot);
+            entries.emplace_back(bytesOf(std::uint64_t{slot + 1}));
+        }
+        for (std::uint32_t bucket = 0; bucket < kSlots / 3; ++bucket) {
+            const auto at = [bucket](std::uint32_t row) {
+                return static_cast<std::int32_t>(bucket + row * (kSlots / 3));
+            };
+            builder.chain(bucket, {at(0), at(1), at(2)});
+        }
+        builder.slab(0, 72, entries);
+        return builder;
+    }
+
+    /// Starts a walk, waits for its first line, lets `change` have the files while the walk waits for a reader of its
+    /// output, and reads on. Every element must have the value that it was given.
+    WalkOutput walkThrough(const std::function<void()>& change) {
+        Process& process = prepare({"c"});
+        process.start();
+        std::string line;
+        EXPECT_TRUE(process.readLine(line, 60));
+        change();
+        const Outcome outcome = process.wait();
+        expectClean(outcome);
+        EXPECT_TRUE(outcome.status == 0 || (outcome.status == 1 && !outcome.err.empty())) << outcome.describe();
+        WalkOutput output = WalkOutput::parse(outcome.out);
+        std::size_t falsehoods = 0;
+        for (const WalkOutput::Element& element : output.elements) {
+            const std::string wanted = hexOf(bytesOf(std::uint64_t{element.slot} + 1));
+            if (element.text != wanted && ++falsehoods < 5) {
+                ADD_FAILURE() << "bucket " << element.bucket << " slot " << element.slot << " printed as "
+                              << element.text;
+            }
+        }
+        EXPECT_EQ(falsehoods, 0U);
+        return output;
+    }
+};
+
+TEST_F(TruncateLive, SlotsCutToNothing) {
+    const Collection c = numbers().build(root_, "c");
+    const WalkOutput output = walkThrough([&] { c.truncate("slots", 0); });
+    EXPECT_LT(output.elements.size(), kSlots);
+}
+
+TEST_F(TruncateLive, BucketsCutToNothing) {
+    const Collection c = numbers().build(root_, "c");
+    const WalkOutput output = walkThrough([&] { c.truncate("buckets", 0); });
+    EXPECT_LT(output.elements.size(), kSlots);
+}
+
+TEST_F(TruncateLive, SlabsCutToNothing) {
+    const Collection c = payloads().build(root_, "c");
+    const WalkOutput output = walkThrough([&] { c.truncate("slab0", 0); });
+    EXPECT_FALSE(output.corruptions.empty());
+}
+
+TEST_F(TruncateLive, FilesCutAnywhere) {
+    const CollectionBuilder builder = numbers();
+    const CollectionBuilder dynamic = payloads();
+    for (const Timer timer(seconds()); !timer.over() && !HasFailure();) {
+        const bool isDynamic = random_() % 2 == 0;
+        const Collection c = (isDynamic ? dynamic : builder).build(root_, "c");
+        const std::vector<std::string> files = isDynamic ? std::vector<std::string>{"slots", "buckets", "slab0"}
+                                                         : std::vector<std::string>{"slots", "buckets"};
+        const std::string file = files[random_() % files.size()];
+        const std::size_t size = c.bytes(file).size();
+        const std::size_t cut = random_() % size;
+        SCOPED_TRACE("seed " + std::to_string(seed_) + ": " + file + " cut from " + std::to_string(size) + " to " +
+                     std::to_string(cut));
+        walkThrough([&] {
+            ::usleep(static_cast<useconds_t>(random_() % 3000));
+            c.truncate(file, cut);
+        });
+        c.remove(file);
+        ++walks_;
+    }
+    report();
+}
+
+TEST_F(TruncateLive, FilesRemovedAreStillThere) {
+    const Collection c = numbers().build(root_, "c");
+    const WalkOutput output = walkThrough([&] {
+        c.remove("slots");
+        c.remove("buckets");
+    });
+    EXPECT_EQ(output.elements.size(), kSlots);
+    EXPECT_TRUE(output.corruptions.empty());
+}
+
+TEST_F(TruncateLive, AWalkWhoseReaderIsGoneEnds) {
+    const Collection c = numbers().build(root_, "c");
+    const Outcome outcome = Process("/bin/sh", {"-c", std::string("'") + HALYX_BINARY + "' c | head -n 1 >/dev/null"})
+                                .environment("Q7_CHROOT", root_.path())
+                                .run();
+    expectClean(outcome);
+    EXPECT_EQ(outcome.status, 0);
+}
+
+} // namespace
