@@ -81,13 +81,14 @@ int printElements(std::ostream& out, const char* tablePath, HalyxTextify::Style 
         SlotTableHeader header;
         std::string error;
         const Prepared prepared = prepare(reader, header, error);
+        // When a new incarnation took the place of this one meanwhile, files may have been gone before they were opened: the
+        // new one's are meant. What is open by now stays whole.
+        if (!reader.root().directory()->isAt(reader.root().text()) && tries < kMostTries) {
+            continue;
+        }
         if (prepared == Prepared::Ready) {
             walk(reader, header, out, style, emptyBuckets);
             return 0;
-        }
-        // The files were removed from under the name because a new incarnation took their place: its files are meant.
-        if (!reader.root().directory()->isAt(reader.root().text()) && tries < kMostTries) {
-            continue;
         }
         if (prepared == Prepared::Invalid) {
             std::cout << "Halyx " << Norvu::safeText(reader.root().text())

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <sys/stat.h>
 #include <utility>
 
 namespace Norvu {
@@ -64,6 +65,13 @@ dirent* DirNode::readEntry() const {
         RuntimeException::throwException(text);
     }
     return entry;
+}
+
+bool DirNode::isReplaced() const {
+    struct stat held {};
+    struct stat found {};
+    return dir_ != nullptr && ::fstat(::dirfd(dir_), &held) == 0 && ::stat(path_.c_str(), &found) == 0 &&
+           (held.st_ino != found.st_ino || held.st_dev != found.st_dev);
 }
 
 void DirNode::trace(int level, int line, const char* function, const std::string& text) const {

@@ -27,6 +27,9 @@ public:
     /// Throws RuntimeException when the system cannot read on.
     [[nodiscard]] dirent* readEntry() const;
 
+    /// Whether the path leads to another directory by now than to the open one.
+    [[nodiscard]] bool isReplaced() const;
+
     [[nodiscard]] bool isOpen() const { return dir_ != nullptr; }
     [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] const std::shared_ptr<DirNode>& parent() const { return parent_; }

@@ -10,6 +10,10 @@ namespace Mem {
 
 namespace {
 
+/// Directories that are read again because they were replaced while they were read; bounded, since somebody might do nothing
+/// else.
+constexpr unsigned kMostReopened = 100;
+
 constexpr const char* kSource = "/usr/include/SharedMem/TableFinder";
 
 } // namespace
@@ -33,15 +37,28 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
     const std::string pattern = Norvu::Util::literalPattern(rootDir) + getPathExpr(expr);
 
     auto current = std::make_shared<Norvu::DirNode>(debugHandler(), rootDir, nullptr);
-    const auto moveUp = [&current] { current = std::shared_ptr<Norvu::DirNode>(current->parent()); };
+    std::vector<bool> fruitful{false}; // for each directory down to the current one, whether it had anything of interest
+    unsigned reopened = 0;
+    const auto moveUp = [&] {
+        current = std::shared_ptr<Norvu::DirNode>(current->parent());
+        fruitful.pop_back();
+    };
     while (current) {
         const dirent* const entry = current->readEntry();
         if (entry == nullptr) {
-            moveUp();
+            // A writer that puts a new incarnation in place empties the old directory, which may be the open one.
+            if (!fruitful.back() && reopened < kMostReopened && current->isReplaced()) {
+                ++reopened;
+                current->openDir();
+            } else {
+                moveUp();
+            }
             continue;
         }
         if (entry->d_type == DT_DIR) {
             if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
+                fruitful.back() = true;
+                fruitful.push_back(false);
                 current =
                     std::make_shared<Norvu::DirNode>(debugHandler(), current->path() + "/" + entry->d_name, current);
             }
@@ -55,6 +72,7 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
         if (!fileCompare(name)) {
             continue;
         }
+        fruitful.back() = true;
         if (debugHandler().enabled(5)) {
             debugHandler().log("TableFinder::find() filename: " + name + " matched by supplied FileCompare", 5, kSource,
                                178, "find");
