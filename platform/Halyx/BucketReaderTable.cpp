@@ -100,15 +100,13 @@ bool BucketReaderTable::doResize() {
              << " buckets. Requested file resize to " << needed << " but real file size is " << size;
         Norvu::CorruptionDetectedException::throwException(text.str());
     }
-    const void* old = mapping_.base();
     if (mapping_.resize(static_cast<unsigned>(needed)) == nullptr) {
         std::ostringstream text;
         text << "BucketReader::doResize() failed to resize " << mapping_.getFilename() << " from " << seen_ << " to "
              << pair << " buckets, needed " << needed << " bytes. Reason: " << mapping_.errorText();
         Norvu::MemoryResourceException::throwException(text.str());
     }
-    counters_->baseChanges += mapping_.base() != old ? 1U : 0U;
-    ++counters_->resizes;
+    ++counters_->bucketResizes;
     seen_ = pair;
     mapped_ = true;
     return true;
