@@ -155,9 +155,8 @@ void ExistingCollection::describe(Options& options) const {
     options.conquer = (header_.flags & Layout::kSlotFlagConquer) != 0;
     if (options.conquer) {
         options.notifications = notifications_;
-        if (options.maxNotifications != 0) {
-            options.maxNotifications = std::max(options.maxNotifications, notifications_);
-        }
+        // Not eight times as many, or every restart would allow larger queues than the one before.
+        options.maxNotifications = std::max(options.maxNotifications, notifications_);
     }
 }
 

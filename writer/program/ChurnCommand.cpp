@@ -39,8 +39,11 @@ public:
         });
     }
 
-    void insertStable() {
+    void insertStable(const Stop& stop) {
         for (std::uint64_t key = 0; key < plan_.stable; ++key) {
+            if (stop.requested()) {
+                Norvu::RuntimeException::throwException("interrupted before all stable keys were stored");
+            }
             store(key);
         }
     }
@@ -188,7 +191,7 @@ public:
         }
         Churn churn(*collection, plan);
         churn.resume();
-        churn.insertStable();
+        churn.insertStable(stop);
         if (!arguments.has("--restart")) {
             collection->publish();
         }
