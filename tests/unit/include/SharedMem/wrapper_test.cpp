@@ -62,7 +62,7 @@ TEST(AutoBlobDeathTest, EndsTheProcessWhenThereIsNoMemory) {
         GTEST_SKIP() << "a sanitizer's allocator has words of its own for this";
     }
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(Mem::AutoBlob().resize(static_cast<std::size_t>(-1) / 2), ::testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(Mem::AutoBlob().resize(static_cast<std::size_t>(-1) - 100), ::testing::KilledBySignal(SIGABRT),
                 "/usr/include/SharedMem/Blob:115: Mem::Blob Mem::AutoBlob::resize\\(size_t\\): Assertion `false && "
                 "\"Blob::resize\\(\\) realloc\\(\\) failed\"' failed");
 }
