@@ -1,9 +1,16 @@
+#include "Mem/Atomics.h"
+#include "Mem/Shared.h"
 #include "Norvu/Exception.h"
 #include "unit/writer/WriterTest.h"
 #include "writer/Errors.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 
 namespace {
 
@@ -165,6 +172,78 @@ TEST_F(WriterCollectionTest, AnErasedSlotsOwnLinkIsRewrittenAndAReusedOneCountsO
     const FileWalk reused(pathOf("reuse"));
     EXPECT_EQ(reused.slot(0).next.tag, erased.slot(0).next.tag + 1);
     EXPECT_GT(reused.slot(0).state, erased.slot(0).state);
+}
+
+TEST_F(WriterCollectionTest, TheLookasideValueIsTheOneThatReplaced) {
+    for (Options options : {pairs(), texts()}) {
+        Collection collection("aside", options);
+        collection.publish();
+        collection.put(key(1), pair(1, 1));
+        collection.put(key(2), pair(2, 2));
+        collection.put(key(1), pair(1, 3));
+        const std::size_t stored = options.dynamic ? 4 : 16;
+        const std::string bytes = Fixtures::readFile(pathOf("aside") + "/slots");
+        const std::size_t slot = Halyx::Layout::slotArrayOffset(collection.options().slotSize);
+        EXPECT_EQ(bytes.substr(offsetof(Halyx::Layout::SlotTableHeader, lookasideValue), stored),
+                  bytes.substr(slot + Halyx::Layout::kSlotValueOffset, stored));
+        EXPECT_EQ(FileWalk(pathOf("aside")).valueOfSlot(0), pair(1, 3));
+    }
+}
+
+TEST_F(WriterCollectionTest, AReaderBesideTheWriterMeetsWholeValuesOnly) {
+    using Halyx::Layout::SlotRecord;
+    // The key, and then one number again and again: large enough to be met half written.
+    using Value = std::array<std::uint64_t, 256>;
+    Options options = pairs();
+    options.valueSize = sizeof(Value);
+    Collection collection("beside", options);
+    const auto put = [&](std::uint64_t number, std::uint64_t content) {
+        Value value;
+        value.fill(content);
+        value[0] = number;
+        collection.put(key(number), Fixtures::bytesOf(value));
+    };
+    put(0, 0);
+    put(1, 0);
+    collection.publish();
+
+    std::atomic<bool> over{false};
+    std::uint64_t reads = 0;
+    std::uint64_t wrong = 0;
+    std::thread reader([&] {
+        Mem::Shared file(Norvu::Platform::getDebugHandler("test"), pathOf("beside").c_str(), "slots", false,
+                         Mem::Shared::SHARED_DEFAULT_FLAGS, false);
+        if (file.attach(file.memSize(), Mem::Mode::ReadOnlyShared, true, {}) == nullptr) {
+            return;
+        }
+        const Mem::View& view = file.view();
+        constexpr std::size_t slotSize = Halyx::Layout::kSlotValueOffset + sizeof(Value);
+        for (std::size_t slot = 0; !over; slot = 1 - slot) {
+            const std::size_t at = Halyx::Layout::slotArrayOffset(slotSize) + slot * slotSize;
+            const std::uint32_t state = view.word(at + offsetof(SlotRecord, state));
+            Value value;
+            view.copy((state & Halyx::Layout::kSlotStateLookaside) != 0
+                          ? offsetof(Halyx::Layout::SlotTableHeader, lookasideValue)
+                          : at + Halyx::Layout::kSlotValueOffset,
+                      value.data(), sizeof value);
+            Mem::Atomics::acquireFence();
+            if (view.word(at + offsetof(SlotRecord, state)) != state) {
+                continue;
+            }
+            ++reads;
+            if (value[0] != slot || std::count(value.begin() + 1, value.end(), value[1]) != 255) {
+                ++wrong;
+            }
+        }
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+    for (std::uint64_t content = 1; std::chrono::steady_clock::now() < end; ++content) {
+        put(content % 2, content);
+    }
+    over = true;
+    reader.join();
+    EXPECT_GT(reads, 0U);
+    EXPECT_EQ(wrong, 0U) << "of " << reads;
 }
 
 TEST_F(WriterCollectionTest, GrowthMovesNoElementToAnotherBucket) {
