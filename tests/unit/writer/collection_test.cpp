@@ -217,7 +217,7 @@ TEST_F(WriterCollectionTest, AReaderBesideTheWriterMeetsWholeValuesOnly) {
             return;
         }
         const Mem::View& view = file.view();
-        constexpr std::size_t slotSize = Halyx::Layout::kSlotValueOffset + sizeof(Value);
+        constexpr unsigned slotSize = Halyx::Layout::kSlotValueOffset + sizeof(Value);
         for (std::size_t slot = 0; !over; slot = 1 - slot) {
             const std::size_t at = Halyx::Layout::slotArrayOffset(slotSize) + slot * slotSize;
             const std::uint32_t state = view.word(at + offsetof(SlotRecord, state));
