@@ -99,6 +99,9 @@ bool isCharArray(std::string_view name, unsigned size) {
         return false;
     }
     name = name.substr(begin.size(), name.size() - begin.size() - 1);
+    if (name.size() > 1 && name[0] == '0') {
+        return false;
+    }
     unsigned length = 0;
     const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), length);
     return error == std::errc{} && end == name.data() + name.size() && length == size;

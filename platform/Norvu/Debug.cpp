@@ -106,8 +106,13 @@ int traceDescriptor() {
         if (name == nullptr || *name == '\0') {
             return STDERR_FILENO;
         }
-        const int file = ::open(name, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0640);
-        return file >= 0 ? file : STDERR_FILENO;
+        // Opened without waiting: nobody may be reading a FIFO of that name.
+        const int file = ::open(name, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0640);
+        if (file < 0) {
+            return STDERR_FILENO;
+        }
+        ::fcntl(file, F_SETFL, O_APPEND);
+        return file;
     }();
     return descriptor;
 }

@@ -2,6 +2,7 @@
 
 #include "cli/CliTest.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Fixtures;
@@ -117,6 +118,17 @@ TEST_F(Tracing, FileThatCannotBeOpenedDoesNotStopTheReport) {
     expectClean(outcome);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, oneWalk());
+}
+
+TEST_F(Tracing, AFifoThatNobodyReadsDoesNotStopTheReport) {
+    one("prices");
+    ASSERT_EQ(::mkfifo(root_.file("trace").c_str(), 0600), 0);
+    environment_["NORVU_TRACE"] = "HalyxScanner=3";
+    environment_["NORVU_TRACE_FILE"] = root_.file("trace");
+    const Outcome outcome = halyx({"prices"});
+    expectClean(outcome);
+    EXPECT_EQ(outcome.out, oneWalk());
+    EXPECT_EQ(parseTrace(outcome.err).size(), 1U) << outcome.err;
 }
 
 TEST_F(Tracing, TheSearch) {

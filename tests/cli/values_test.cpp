@@ -72,6 +72,7 @@ TEST_F(Values, UnknownTypesAreHexadecimalInEveryStyle) {
     expectValue("Widget", "\x01\x02", "0102");
     expectValue("U32", std::string(8, '\3'), "0303030303030303");
     expectValue("", "\x7f", "7f");
+    expectValue("char[04]", "abcd", "61626364");
     expectValue("../../etc/passwd", "\x7f", "7f");
     expectValue(std::string(64, 'T'), "\x7f", "7f");
     expectValue("U32\x1b[2J", "\x01\x02\x03\x04", "01020304");
