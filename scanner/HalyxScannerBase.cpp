@@ -34,7 +34,7 @@ bool HalyxScannerBase::initialize() {
 HalyxScannerBase::MyScanner::MyScanner(std::ostream& out, void* buffer, Style style,
                                        std::shared_ptr<Norvu::Platform::ValuePrinter> printer, bool emptyBuckets)
     : HalyxTextify(buffer, style, false, std::move(printer), emptyBuckets), out_(&out) {
-    lines_.reserve(kPiece + kPiece / 2);
+    lines_.reserve(kPiece);
 }
 
 HalyxScannerBase::MyScanner::~MyScanner() {
@@ -42,9 +42,13 @@ HalyxScannerBase::MyScanner::~MyScanner() {
 }
 
 bool HalyxScannerBase::MyScanner::handleLineString(unsigned /*bucket*/, const std::string& line) {
-    lines_ += line;
-    if (lines_.size() >= kPiece) {
+    if (lines_.size() + line.size() > kPiece) {
         drain();
+    }
+    if (line.size() > kPiece) {
+        out_->write(line.data(), static_cast<std::streamsize>(line.size()));
+    } else {
+        lines_ += line;
     }
     return true;
 }

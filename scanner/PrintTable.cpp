@@ -60,11 +60,13 @@ void walk(HalyxReaderGeneric& reader, const SlotTableHeader& header, std::ostrea
           bool emptyBuckets) {
     reader.slots().checkValueSize();
     Mem::AutoBlob buffer;
-    buffer.resize(header.valueSize);
+    // The size that the readers copy by, whatever the header says by now.
+    const unsigned valueSize = reader.slots().valueSize();
+    buffer.resize(valueSize);
     {
         HalyxScannerBase::MyScanner scanner(
-            out, buffer.data(), style,
-            Norvu::Platform::getValuePrinter(std::string(header.valueTypeText()), header.valueSize), emptyBuckets);
+            out, buffer.data(), style, Norvu::Platform::getValuePrinter(std::string(header.valueTypeText()), valueSize),
+            emptyBuckets);
         reader.scan(scanner, 0, 0xffffffffU, Direction::Up, true);
     }
     out << "Lookaside hits: " << reader.counters().lookasideHits << std::endl

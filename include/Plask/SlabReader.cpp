@@ -64,12 +64,14 @@ void SlabReader::validate(unsigned fenix) {
     name_ = "SlabReader-" + std::to_string(number_) + "-" + std::to_string(entrySize_);
     const SharedMem::FenixId expected(fenix);
     std::string reason;
-    if (header.check(size, expected, reason)) {
-        return;
-    }
-    // The file may have grown between the look at its size and the copy of its header.
-    if (!header.validate(debugHandler(), mapping_.regionSize(), expected, reason)) {
+    // The file may have grown between the look at its size and the copy of its header: only a second failure counts.
+    if (!header.check(size, expected, reason) &&
+        !header.validate(debugHandler(), mapping_.regionSize(), expected, reason)) {
         corrupt("::validate() failed: " + reason);
+    }
+    if (entrySize_ < Layout::kSlabEntryHeaderSize) {
+        corrupt("::validate() bad entrySize: " + std::to_string(entrySize_) +
+                " wanted at least:" + std::to_string(Layout::kSlabEntryHeaderSize));
     }
 }
 

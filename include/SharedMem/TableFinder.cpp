@@ -37,7 +37,8 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
     const std::string pattern = Norvu::Util::literalPattern(rootDir) + getPathExpr(expr);
 
     auto current = std::make_shared<Norvu::DirNode>(debugHandler(), rootDir, nullptr);
-    std::vector<bool> fruitful{false}; // for each directory down to the current one, whether it had anything of interest
+    // For each directory down to the current one, whether it had anything of interest.
+    std::vector<bool> fruitful{false};
     unsigned reopened = 0;
     const auto moveUp = [&] {
         current = std::shared_ptr<Norvu::DirNode>(current->parent());

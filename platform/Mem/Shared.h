@@ -68,11 +68,13 @@ public:
             checkSize(end);
         }
     }
-    /// Forgets a fault of a read whose result is not used.
-    void forgetFault() const {
-        if (range_ != nullptr && range_->faulted()) [[unlikely]] {
-            (void)restorePages();
+    /// Forgets a fault of reads whose results are not used; whether there was one.
+    bool forgetFault() const {
+        if (range_ == nullptr || !range_->faulted()) [[likely]] {
+            return false;
         }
+        (void)restorePages();
+        return true;
     }
 
 private:

@@ -21,6 +21,9 @@ public:
 
     /// Called with each bucket before it is walked, upward.
     void advance(unsigned bucket) {
+        if (stopped_) {
+            return;
+        }
         const unsigned first = bucket + kFirstAhead;
         std::int32_t index =
             first < buckets_.capacity() ? SlotLink::fromWord(buckets_[first].word64(0)).index : kEndOfChain;
@@ -31,9 +34,9 @@ public:
         std::int32_t& second = at(bucket + kSecondAhead);
         second = follow(second);
         follow(at(bucket + kThirdAhead));
-        // A page that is gone is met again, and reported, where it matters.
-        slots_.mapping().forgetFault();
-        buckets_.mapping().forgetFault();
+        // A page that is gone is met again, and reported, where it matters. A file that was cut short has more of them.
+        const bool slotsFaulted = slots_.mapping().forgetFault();
+        stopped_ = buckets_.mapping().forgetFault() || slotsFaulted;
     }
 
 private:
@@ -61,6 +64,7 @@ private:
 
     const BucketReaderTable& buckets_;
     const SlotReaderGenericTable& slots_;
+    bool stopped_ = false;
     std::array<std::int32_t, kRing> known_{}; ///< per bucket ahead, the last slot of its chain that is known
 };
 

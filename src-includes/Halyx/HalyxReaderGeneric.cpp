@@ -14,9 +14,6 @@ constexpr std::size_t kNextOffset = offsetof(Layout::SlotRecord, next);
 constexpr std::size_t kStateOffset = offsetof(Layout::SlotRecord, state);
 constexpr std::size_t kTagOffset = offsetof(SlotLink, tag);
 
-/// A chain of as many links is looked at once for its end before more of its text is gathered.
-constexpr unsigned kLongChain = 4096;
-
 std::string handlerName(const char* name) {
     return std::string("Halyx-") + name;
 }
@@ -60,64 +57,98 @@ bool HalyxReaderGeneric::scanOnce(ScanHandler& handler, unsigned first, unsigned
 }
 
 HalyxReaderGeneric::Outcome HalyxReaderGeneric::visitBucket(ScanHandler& handler, unsigned bucket) {
-    // More links than slots cannot end, if they are still there when looked at again. Then the elements are printed once
-    // each, and the bucket is reported.
-    unsigned timesEndless = 0;
-    unsigned mostLinks = slots_.capacity();
     try {
-        for (;;) {
-            const Walk walk = walkChain(handler, bucket, mostLinks);
-            if (walk == Walk::Ended) {
-                return Outcome::Next;
-            }
-            if (walk == Walk::Stopped) {
-                return Outcome::Stop;
-            }
-            if (walk == Walk::Endless && timesEndless == 2) {
-                CorruptionDetectedException::throwException(
-                    "HalyxReaderGeneric::scan() chain does not end, link: " + std::to_string(mostLinks + 1) +
-                    " leads back into it, numSlots:" + std::to_string(slots_.capacity()));
-            }
-            handler.restart(bucket);
-            mostLinks = slots_.capacity();
-            if (walk == Walk::Changed) {
-                ++chainRestarts_;
-                timesEndless = 0;
-            } else if (++timesEndless == 2) {
-                const unsigned distinct = distinctLinks(bucket);
-                if (distinct == 0) {
-                    timesEndless = 0;
-                } else {
-                    mostLinks = distinct;
-                }
-            }
-        }
+        return walkUntilSteady(handler, bucket);
     } catch (const CorruptionDetectedException& error) {
-        // A link or an end mark that names what the writer has added since the tables were mapped is no corruption.
-        const bool resized = slots_.doResize();
-        if (buckets_.doResize() || resized) {
-            handler.handleResize();
-            return Outcome::Resized;
+        try {
+            // A link or an end mark that names what the writer has added since the tables were mapped is no corruption.
+            const bool resized = slots_.doResize();
+            if (buckets_.doResize() || resized) {
+                handler.restart(bucket);
+                handler.handleResize();
+                return Outcome::Resized;
+            }
+        } catch (const CorruptionDetectedException&) {
+            handler.handleCorruption(bucket, error.msg());
+            throw; // without a header there is nothing to go on with
         }
         handler.handleCorruption(bucket, error.msg());
         return Outcome::Next;
     }
 }
 
-/// Walks one chain from its head, `mostLinks` links at most.
-HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, unsigned bucket, unsigned mostLinks) {
+/// Walks a bucket as often as its chain changes meanwhile. A chain that comes back to a slot is walked again before that is
+/// believed; then its elements are printed once each, it is looked at once more, and the bucket is corrupt.
+HalyxReaderGeneric::Outcome HalyxReaderGeneric::walkUntilSteady(ScanHandler& handler, unsigned bucket) {
+    unsigned timesEndless = 0;
+    unsigned distinct = 0; ///< in the last walk, the links that lead to slots not met before; 0 before that
+    for (;;) {
+        const Walk walk = walkChain(handler, bucket, distinct);
+        if (walk == Walk::Ended) {
+            return Outcome::Next;
+        }
+        if (walk == Walk::Stopped) {
+            return Outcome::Stop;
+        }
+        if (walk == Walk::Endless && distinct != 0 && distinctLinks(bucket) == distinct) {
+            CorruptionDetectedException::throwException(
+                "HalyxReaderGeneric::scan() chain does not end, link: " + std::to_string(distinct + 1) +
+                " leads back into it, numSlots:" + std::to_string(slots_.capacity()));
+        }
+        handler.restart(bucket);
+        if (walk == Walk::Changed) {
+            ++chainRestarts_;
+        }
+        timesEndless = walk == Walk::Changed || distinct != 0 ? 0 : timesEndless + 1;
+        distinct = timesEndless == 2 ? distinctLinks(bucket) : 0;
+        if (timesEndless == 2 && distinct == 0) {
+            timesEndless = 0; // it ends by now
+        }
+    }
+}
+
+/// Notices that a sequence of slots comes back to one of them, at the cost of a comparison each: a slot is marked, and the
+/// mark moves on after 1, 2, 4, ... further ones (Brent).
+class HalyxReaderGeneric::LoopDetector {
+public:
+    /// Whether `index` is the marked slot.
+    bool meets(std::int32_t index) {
+        if (index == mark_) {
+            return true;
+        }
+        if (++since_ == until_) {
+            mark_ = index;
+            until_ *= 2;
+            since_ = 0;
+        }
+        return false;
+    }
+    /// Once the mark was met: how many slots the loop has.
+    [[nodiscard]] std::uint64_t length() const { return since_ + 1; }
+
+private:
+    std::int32_t mark_ = kEndOfChain;
+    std::uint64_t until_ = 1;
+    std::uint64_t since_ = 0;
+};
+
+/// Walks one chain from its head: until it comes back to a slot or has more links than there are slots, or, when `distinct`
+/// is not 0, until as many elements have been handled.
+HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, unsigned bucket, unsigned distinct) {
     Mem::View holder = buckets_[bucket];
     SlotLink link = buckets_.head(bucket);
+    const unsigned most = distinct != 0 ? distinct : slots_.capacity();
     unsigned links = 0;
+    std::uint64_t bytes = 0;
+    LoopDetector loop;
     Element element;
     while (link.index >= 0) {
-        if (links == mostLinks ||
-            (links == kLongChain && mostLinks == slots_.capacity() && distinctLinks(bucket) != 0)) {
+        const auto index = static_cast<unsigned>(link.index);
+        const Mem::View slot = slots_.getSlot(index);
+        if (links == most || (distinct == 0 && loop.meets(link.index))) {
             return Walk::Endless;
         }
         ++links;
-        const auto index = static_cast<unsigned>(link.index);
-        const Mem::View slot = slots_.getSlot(index);
         if (!fetch(holder, link, slot, handler.valueBuffer(), element)) {
             return Walk::Changed;
         }
@@ -129,6 +160,10 @@ HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, uns
             return Walk::Changed;
         }
         slots_.checkRead(index);
+        bytes += element.length;
+        if (bytes > chainBytes_) {
+            checkChainBytes(bytes);
+        }
         if (!handler.handleSlot(bucket, link, element.lookaside, element.state, element.length)) {
             return Walk::Stopped;
         }
@@ -139,6 +174,17 @@ HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, uns
         (void)buckets_[static_cast<unsigned>(link.index) & 0x7fffffffU];
     }
     return handler.done(bucket, link) ? Walk::Ended : Walk::Stopped;
+}
+
+/// Every value has bytes of its own, so no chain has more of them than the files.
+void HalyxReaderGeneric::checkChainBytes(std::uint64_t bytes) {
+    const std::uint64_t most = slots_.fileBytes();
+    if (bytes > most) {
+        CorruptionDetectedException::throwException(
+            "HalyxReaderGeneric::scan() values of one chain have: " + std::to_string(bytes) +
+            " bytes but the collection's files hold: " + std::to_string(most));
+    }
+    chainBytes_ = most;
 }
 
 /// Fetches an element's value. False when what was found is not to be believed, since the link or the state has changed.
@@ -179,46 +225,41 @@ void HalyxReaderGeneric::copyValue(const Mem::View& slot, void* buffer, Element&
     }
 }
 
-/// How many links of a chain lead to slots not met before when the chain leads back into itself; 0 when it ends within as
-/// many links as there are slots. Only links are read.
+/// How many links of a chain lead to slots not met before when the chain comes back to one of them; 0 when it ends. Only links
+/// are read, and what the writer changes meanwhile can make the answer wrong: it is asked again before it counts.
 unsigned HalyxReaderGeneric::distinctLinks(unsigned bucket) const {
-    const unsigned most = slots_.capacity();
     const auto follow = [this](std::int32_t& index) {
+        // Out of range is as good as an end here: the walk proper will say which.
         if (static_cast<unsigned>(index) >= slots_.capacity()) {
-            return false; // an end, or out of range: the walk proper will say which
+            return false;
         }
         index = SlotLink::fromWord(slots_.getSlot(static_cast<unsigned>(index)).word64(kNextOffset)).index;
-        return index >= 0;
+        return static_cast<unsigned>(index) < slots_.capacity();
     };
     const std::int32_t head = buckets_.head(bucket).index;
-    std::int32_t index = head;
-    for (unsigned links = 0; links < most; ++links) {
-        if (!follow(index)) {
+    LoopDetector loop;
+    // A loop is met after less than three times as many steps as there are slots.
+    std::uint64_t steps = 4 * std::uint64_t{slots_.capacity()} + 4;
+    for (std::int32_t index = head; !loop.meets(index); --steps) {
+        if (!follow(index) || steps == 0) {
             return 0;
         }
     }
-    // Now inside the loop: its length, then how far its first slot is from the head.
-    const std::int32_t inside = index;
-    unsigned length = 0;
-    do {
-        if (!follow(index) || ++length > most) {
-            return 0; // it has changed
-        }
-    } while (index != inside);
+    // Two that keep the loop's length between them meet at its first slot.
     std::int32_t behind = head;
     std::int32_t ahead = head;
-    for (unsigned links = 0; links < length; ++links) {
+    for (std::uint64_t links = 0; links < loop.length(); ++links) {
         if (!follow(ahead)) {
             return 0;
         }
     }
-    unsigned before = 0;
-    while (behind != ahead) {
-        if (!follow(behind) || !follow(ahead) || ++before > most) {
+    std::uint64_t before = 0;
+    for (; behind != ahead; ++before) {
+        if (!follow(behind) || !follow(ahead) || before > slots_.capacity()) {
             return 0;
         }
     }
-    return before + length;
+    return static_cast<unsigned>(before + loop.length());
 }
 
 } // namespace Halyx

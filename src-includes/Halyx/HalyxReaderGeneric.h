@@ -66,6 +66,8 @@ public:
     [[nodiscard]] std::uint32_t chainRestarts() const { return chainRestarts_; }
 
 private:
+    class LoopDetector;
+
     enum class Walk { Ended, Stopped, Changed, Endless };
     enum class Outcome { Next, Stop, Resized };
 
@@ -77,7 +79,9 @@ private:
 
     bool scanOnce(ScanHandler& handler, unsigned first, unsigned count, Direction direction, bool strict);
     Outcome visitBucket(ScanHandler& handler, unsigned bucket);
-    Walk walkChain(ScanHandler& handler, unsigned bucket, unsigned mostLinks);
+    Outcome walkUntilSteady(ScanHandler& handler, unsigned bucket);
+    Walk walkChain(ScanHandler& handler, unsigned bucket, unsigned distinct);
+    void checkChainBytes(std::uint64_t bytes);
     bool fetch(const Mem::View& holder, const SlotLink& link, const Mem::View& slot, void* buffer, Element& element);
     void copyValue(const Mem::View& slot, void* buffer, Element& element);
     [[nodiscard]] unsigned distinctLinks(unsigned bucket) const;
@@ -87,6 +91,7 @@ private:
     BucketReaderTable buckets_;
     SlotReaderGenericTable slots_;
     std::uint32_t chainRestarts_ = 0;
+    std::uint64_t chainBytes_ = 0; ///< bytes that the values of one chain may have before the files are measured again
 };
 
 } // namespace Halyx

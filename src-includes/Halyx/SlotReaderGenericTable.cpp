@@ -125,7 +125,9 @@ bool SlotReaderGenericTable::doResize() {
         Norvu::CorruptionDetectedException::throwException(text.str());
     }
     const void* const old = mapping().base();
-    if (ownMapping().remap(static_cast<unsigned>(needed)) == nullptr) {
+    // The smallest slots leave the array's begin inside the header, which stays mapped whole.
+    const std::uint64_t mapped = std::max<std::uint64_t>(needed, Layout::kSlotTableHeaderSize);
+    if (ownMapping().remap(static_cast<unsigned>(mapped)) == nullptr) {
         std::ostringstream text;
         text << "SlotReaderGeneric::doResize() failed to resize " << mapping().getFilename() << " from " << seen_
              << " to " << header.numSlots << " slots, needed " << needed << " bytes. Reason: " << mapping().errorText();
@@ -141,7 +143,7 @@ bool SlotReaderGenericTable::doResize() {
 }
 
 void SlotReaderGenericTable::checkValueSize() const {
-    const std::uint64_t most = allocator_->fileBytes() + mapping().regionSize();
+    const std::uint64_t most = fileBytes();
     if (valueSize_ > kSmallValue && valueSize_ > most) {
         Norvu::CorruptionDetectedException::throwException(
             "SlotReaderGeneric::checkValueSize() bad valueSize: " + std::to_string(valueSize_) + " in " +

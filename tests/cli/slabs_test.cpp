@@ -249,7 +249,8 @@ TEST_F(Slabs, EntriesTooSmallForTheirOwnHeader) {
         SCOPED_TRACE(size);
         CollectionBuilder builder = good();
         builder.slab(0, size, {"", "", "", ""});
-        expectAllCorrupted(builder);
+        expectWalk(builder, allCorrupted("SlabReader-0-" + std::to_string(size) +
+                                         "::validate() bad entrySize: " + std::to_string(size) + " wanted at least:8"));
     }
 }
 
@@ -279,6 +280,24 @@ TEST_F(Slabs, CorruptionComesBehindWhatWasPrinted) {
     }
     expectWalk(builder, "bucket[0] 0-->" + hexOf("one") +
                             " --> [corrupted] SlabReader-0-72::getValue() encountered unoccupied entry at index: 1\n");
+}
+
+TEST_F(Slabs, SharedEntriesCannotMakeMoreOfAValueThanThereAreBytes) {
+    constexpr std::uint32_t kLarge = 60000;
+    constexpr std::uint32_t kSlots = 1000;
+    CollectionBuilder builder(1, kSlots);
+    builder.dynamic().valueType("Payload", kLarge).slotSize(24);
+    std::vector<std::int32_t> chain;
+    for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
+        builder.offset(slot, 0, 0);
+        chain.push_back(static_cast<std::int32_t>(slot));
+    }
+    builder.chain(0, chain).slab(0, kLarge + 8, {std::string(kLarge, 'x')});
+    const std::size_t bytes = builder.slotsFile().size() + builder.slabFile(0).size();
+    expectWalk(builder, "bucket[0] 0-->" + hexOf(std::string(kLarge, 'x')) +
+                            " --> [corrupted] HalyxReaderGeneric::scan() values of one chain have: 120000 bytes but "
+                            "the collection's files hold: " +
+                            std::to_string(bytes) + "\n");
 }
 
 TEST_F(Slabs, HugeValueSizesDoNotCostMemory) {

@@ -159,6 +159,21 @@ TEST_F(Walk, ReportsALinkPastTheSlotsBehindWhatItPrinted) {
                             "bucket[1] 1-->0200000000000000 3-->0400000000000000 7fffffff --> none\n");
 }
 
+TEST_F(Walk, ReportsALinkPastTheSlotsBehindAsManyLinksAsThereAreSlots) {
+    CollectionBuilder one(1, 1);
+    one.fillNumbers().next(0, 7);
+    expectWalk(one, "bucket[0] 0-->0100000000000000 --> [corrupted] " + outOfRange(7, 1) + "\n");
+    CollectionBuilder three(1, 3);
+    three.fillNumbers().next(2, 3);
+    expectWalk(three, "bucket[0] 0-->0100000000000000 1-->0200000000000000 2-->0300000000000000 --> [corrupted] " +
+                          outOfRange(3, 3) + "\n");
+}
+
+TEST_F(Walk, ReportsAHeadWhereThereAreNoSlots) {
+    CollectionBuilder builder(2, 0);
+    expectWalk(builder.head(1, 0), "bucket[1] [corrupted] " + outOfRange(0, 0) + "\n");
+}
+
 TEST_F(Walk, ReportsCorruptionOfEmptyBucketsWithoutBeingAsked) {
     CollectionBuilder builder(3, 1);
     builder.fillNumbers().head(0, 1).head(2, 9);
@@ -245,6 +260,39 @@ TEST_F(Walk, CirclesDoNotCostMemoryOrOutputThatGrows) {
     const Outcome outcome = halyx({"c"});
     expectClean(outcome);
     EXPECT_LT(outcome.out.size(), 1001U * 40 + 1000);
+}
+
+TEST_F(Walk, PrintsEachElementOfACircleOnce) {
+    CollectionBuilder builder(1, 9);
+    builder.fillNumbers().chain(0, {0, 1, 2, 3}).next(3, 1);
+    expectWalk(builder, "bucket[0] 0-->0100000000000000 1-->0200000000000000 2-->0300000000000000 3-->0400000000000000 "
+                        "--> [corrupted] HalyxReaderGeneric::scan() chain does not end, link: 5 leads back into it, "
+                        "numSlots:9\n");
+}
+
+TEST_F(Walk, PrintsACircleOfAllSlotsWhole) {
+    constexpr std::uint32_t kSlots = 5000;
+    CollectionBuilder builder(1, kSlots);
+    builder.fillNumbers().next(kSlots - 1, 0).build(root_, "c");
+    const WalkOutput walk = WalkOutput::parse(halyx({"c"}).out);
+    EXPECT_EQ(walk.elements.size(), kSlots);
+    ASSERT_EQ(walk.corruptions.size(), 1U);
+    EXPECT_EQ(walk.corruptions[0].reason,
+              "HalyxReaderGeneric::scan() chain does not end, link: 5001 leads back into it, numSlots:5000");
+}
+
+TEST_F(Walk, SmallCirclesOfALargeTableAreMetAtOnce) {
+    // Going through as many links as there are slots in each bucket would take hours.
+    constexpr std::uint32_t kBuckets = 200000;
+    CollectionBuilder builder(kBuckets, kBuckets);
+    builder.chain(0, {0, 1}, 0);
+    for (std::uint32_t bucket = 1; bucket < kBuckets; ++bucket) {
+        builder.head(bucket, 0);
+    }
+    builder.build(root_, "c");
+    const Outcome outcome = halyx({"c"});
+    expectClean(outcome);
+    expectPart(outcome.out, "bucket[0] 0-->0000000000000000 1-->0000000000000000 --> [corrupted] ");
 }
 
 TEST_F(Walk, GoesOnAfterCorruptionWithStatusZero) {
@@ -339,6 +387,15 @@ TEST_F(SlotSizes, WithoutRoomForAnyValueAreRefused) {
     CollectionBuilder builder(4, 4);
     builder.fillNumbers().valueType("U32", 4).slotSize(16);
     expectRefused(builder);
+}
+
+TEST_F(SlotSizes, OfNoMoreThanALinkAndAStateHoldEmptyValues) {
+    CollectionBuilder builder(1, 2);
+    builder.fillNumbers().valueType("Nothing", 0).slotSize(16);
+    for (std::uint32_t slot = 0; slot < 2; ++slot) {
+        builder.value(slot, "");
+    }
+    expectWalk(builder, "bucket[0] 0--> 1--> 7fffffff --> none\n");
 }
 
 TEST_F(SlotSizes, PastTheFileAreRefused) {
