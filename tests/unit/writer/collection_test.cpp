@@ -183,7 +183,7 @@ TEST_F(WriterCollectionTest, TheLookasideValueIsTheOneThatReplaced) {
         collection.put(key(1), pair(1, 3));
         const std::size_t stored = options.dynamic ? 4 : 16;
         const std::string bytes = Fixtures::readFile(pathOf("aside") + "/slots");
-        const std::size_t slot = Halyx::Layout::slotArrayOffset(collection.options().slotSize);
+        const auto slot = static_cast<std::size_t>(Halyx::Layout::slotArrayOffset(collection.options().slotSize));
         EXPECT_EQ(bytes.substr(offsetof(Halyx::Layout::SlotTableHeader, lookasideValue), stored),
                   bytes.substr(slot + Halyx::Layout::kSlotValueOffset, stored));
         EXPECT_EQ(FileWalk(pathOf("aside")).valueOfSlot(0), pair(1, 3));
@@ -219,7 +219,7 @@ TEST_F(WriterCollectionTest, AReaderBesideTheWriterMeetsWholeValuesOnly) {
         const Mem::View& view = file.view();
         constexpr unsigned slotSize = Halyx::Layout::kSlotValueOffset + sizeof(Value);
         for (std::size_t slot = 0; !over; slot = 1 - slot) {
-            const std::size_t at = Halyx::Layout::slotArrayOffset(slotSize) + slot * slotSize;
+            const auto at = static_cast<std::size_t>(Halyx::Layout::slotArrayOffset(slotSize)) + slot * slotSize;
             const std::uint32_t state = view.word(at + offsetof(SlotRecord, state));
             Value value;
             view.copy((state & Halyx::Layout::kSlotStateLookaside) != 0
