@@ -1,5 +1,6 @@
 #include "writer/FileMapping.h"
 
+#include "Mem/Remap.h"
 #include "writer/Errors.h"
 
 #include <cerrno>
@@ -51,7 +52,7 @@ void FileMapping::grow(std::uint64_t size) {
         return;
     }
     allocate(view_.size(), size);
-    void* base = ::mremap(base_, view_.size(), static_cast<std::size_t>(size), MREMAP_MAYMOVE);
+    void* base = Mem::remap(base_, view_.size(), static_cast<std::size_t>(size));
     if (base == MAP_FAILED) {
         throwSystemError("cannot map " + std::to_string(size) + " bytes of " + shownAs_, errno);
     }

@@ -1,5 +1,7 @@
 #include "Mem/Local.h"
 
+#include "Mem/Remap.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <sys/mman.h>
@@ -34,7 +36,7 @@ void* Local::resize(unsigned size) {
     } else if (base_ == nullptr) {
         block = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     } else {
-        block = ::mremap(base_, this->size(), size, MREMAP_MAYMOVE);
+        block = remap(base_, this->size(), size);
     }
     if (block == nullptr || block == MAP_FAILED) {
         return nullptr;

@@ -2,6 +2,7 @@
 
 #include "Mem/Directory.h"
 #include "Mem/Page.h"
+#include "Mem/Remap.h"
 #include "Norvu/Exception.h"
 
 #include <algorithm>
@@ -89,7 +90,7 @@ void* Shared::resize(unsigned size) {
     void* base = MAP_FAILED;
     if (region() != nullptr) {
         forgetFault();
-        base = ::mremap(region(), this->size(), size, MREMAP_MAYMOVE);
+        base = remap(region(), this->size(), size);
     }
     if (base == MAP_FAILED) {
         // Also where the old mapping is in several pieces, which mremap does not move.
