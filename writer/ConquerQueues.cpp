@@ -77,14 +77,10 @@ void ConquerQueues::switchOver() {
     Queue& backup = queues_[active_.value];
     Queue& next = queues_[1 - active_.value];
     const Mem::MutableView& view = next.file->view();
-    // Emptied first: a reader that copies the old records meanwhile sees currentPos change before any of them does.
+    // Emptied first: a reader that copies the old records meanwhile sees currentPos change before any of them does. The old
+    // records stay until they are written over; above currentPos they mean nothing.
     view.publish(offsetof(ConquerHeader, currentPos), 0);
     Mem::Atomics::releaseFence();
-    for (std::uint32_t record = 0; record < next.position; ++record) {
-        view.store(offsetOf(record) + offsetof(ConquerRecord, sequenceLow), 0);
-        view.store(offsetOf(record) + offsetof(ConquerRecord, sequenceHigh), 0);
-        view.store(offsetOf(record) + offsetof(ConquerRecord, slot), Layout::kConquerNoSlot);
-    }
     next.position = 0;
     next.start = sequence_;
     view.publish64(offsetof(ConquerHeader, corralStart), sequence_);

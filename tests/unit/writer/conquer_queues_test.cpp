@@ -30,17 +30,20 @@ protected:
         return queue;
     }
 
-    /// The records below currentPos count on from the corral's start; the others are unused.
+    /// The records below currentPos count on from the corral's start; the others were never used or are from before the queue was
+    /// emptied.
     static void expectWhole(const Queue& queue) {
         ASSERT_LE(queue.header.currentPos, queue.records.size());
         EXPECT_EQ(queue.header.corralEnd - queue.header.corralStart, queue.header.currentPos);
         for (std::uint32_t i = 0; i < queue.records.size(); ++i) {
             const ConquerRecord& record = queue.records[i];
             if (i < queue.header.currentPos) {
-                EXPECT_EQ(std::uint64_t{record.sequenceHigh} << 32 | record.sequenceLow, queue.header.corralStart + i);
+                EXPECT_EQ(record.sequence(), queue.header.corralStart + i);
                 EXPECT_NE(record.slot, Halyx::Layout::kConquerNoSlot);
+            } else if (record.slot == Halyx::Layout::kConquerNoSlot) {
+                EXPECT_EQ(record.sequence(), 0U);
             } else {
-                EXPECT_EQ(record.slot, Halyx::Layout::kConquerNoSlot);
+                EXPECT_LT(record.sequence(), queue.header.corralStart);
             }
         }
     }
