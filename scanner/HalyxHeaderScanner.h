@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HalyxScannerBase.h"
+#include "Mem/RootPath.h"
 
 namespace Halyx {
 
@@ -12,6 +13,10 @@ public:
 
     /// The exit status.
     int doGetHeaders();
+
+    /// Writes the report: the texts of the buckets', the slots' and the queues' headers. Empty queue text prints nothing.
+    void printHeaders(const RootPath& root, const std::string& buckets, const std::string& slots,
+                      const std::string& conquerText);
 };
 
 } // namespace Halyx

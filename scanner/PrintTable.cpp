@@ -5,21 +5,27 @@
 #include "HalyxConquerScanner.h"
 #include "HalyxHeaderScanner.h"
 #include "Mem/Atomics.h"
-#include "Mem/Directory.h"
 #include "Norvu/Exception.h"
 #include "Norvu/Text.h"
 #include "SharedMem/Blob.h"
+#include "SteadyDirectory.h"
 
 #include <iostream>
+#include <memory>
 
 namespace Halyx {
 
 namespace {
 
-/// A writer that restarts may put a new incarnation in place between the look-up and the attach, but not for ever.
-constexpr unsigned kMostTries = 100;
-
 enum class Prepared { Ready, Invalid, Unattached };
+
+/// A reader that was made ready for a walk, or why it was not.
+struct Preparation {
+    std::unique_ptr<HalyxReaderGeneric> reader;
+    SlotTableHeader header{};
+    std::string error;
+    Prepared result = Prepared::Unattached;
+};
 
 bool initialize(HalyxScannerBase& scanner, const char* name) {
     if (scanner.initialize()) {
@@ -73,33 +79,31 @@ void walk(HalyxReaderGeneric& reader, const SlotTableHeader& header, std::ostrea
         << "Chain restarts: " << reader.chainRestarts() << std::endl;
 }
 
-int printElements(std::ostream& out, const char* tablePath, HalyxTextify::Style style, bool emptyBuckets) {
-    for (unsigned tries = 1;; ++tries) {
-        HalyxReaderGeneric reader(tablePath);
-        if (!Mem::Atomics::checkCpuSupport()) {
-            std::cerr << "Hardware does not support Atomics\n";
-            break;
-        }
-        SlotTableHeader header;
-        std::string error;
-        const Prepared prepared = prepare(reader, header, error);
-        // When a new incarnation took the place of this one meanwhile, files may have been gone before they were opened: the
-        // new one's are meant. What is open by now stays whole.
-        if (!reader.root().directory()->isAt(reader.root().text()) && tries < kMostTries) {
-            continue;
-        }
-        if (prepared == Prepared::Ready) {
-            walk(reader, header, out, style, emptyBuckets);
-            return 0;
-        }
-        if (prepared == Prepared::Invalid) {
-            std::cout << "Halyx " << Norvu::safeText(reader.root().text())
-                      << " validation failed: " << Norvu::safeText(error) << std::endl;
-        }
-        break;
+int printElements(HalyxConquerScanner& scanner, HalyxTextify::Style style, bool emptyBuckets) {
+    const char* const tablePath = scanner.tablePath();
+    const auto complain = [&] {
+        std::cerr << "Error attaching to Halyx " << Norvu::safeText(tablePath) << std::endl;
+        return 1;
+    };
+    if (!Mem::Atomics::checkCpuSupport()) {
+        std::cerr << "Hardware does not support Atomics\n";
+        return complain();
     }
-    std::cerr << "Error attaching to Halyx " << Norvu::safeText(tablePath) << std::endl;
-    return 1;
+    const Preparation made = onSteadyDirectory(scanner.debugHandler(), tablePath, [&](const RootPath& root) {
+        Preparation now;
+        now.reader = std::make_unique<HalyxReaderGeneric>(tablePath, root);
+        now.result = prepare(*now.reader, now.header, now.error);
+        return now;
+    });
+    if (made.result == Prepared::Ready) {
+        walk(*made.reader, made.header, scanner.out(), style, emptyBuckets);
+        return 0;
+    }
+    if (made.result == Prepared::Invalid) {
+        std::cout << "Halyx " << Norvu::safeText(made.reader->root().text())
+                  << " validation failed: " << Norvu::safeText(made.error) << std::endl;
+    }
+    return complain();
 }
 
 } // namespace
@@ -121,7 +125,7 @@ int printTable(std::string outputFile, const char* tablePath, bool who, bool hea
     if (queues) {
         return scanner.doScanConquer(validOnly) ? 1 : 0;
     }
-    return printElements(scanner.out(), tablePath, style, emptyBuckets);
+    return printElements(scanner, style, emptyBuckets);
 }
 
 } // namespace Halyx

@@ -18,7 +18,11 @@ constexpr Mem::VerU32 kNothingSeen{0xffffffff, 0};
 
 SlabReader::SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, unsigned number,
                        bool localMem)
-    : Slab(handler), mapping_(handler, root, ("slab" + std::to_string(number)).c_str(), localMem), number_(number),
+    : SlabReader(handler, root, number, localMem, handler) {}
+
+SlabReader::SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, unsigned number,
+                       bool localMem, Norvu::Platform::DebugHandler& mappingHandler)
+    : Slab(handler), mapping_(mappingHandler, root, ("slab" + std::to_string(number)).c_str(), localMem), number_(number),
       name_("SlabReader-" + std::to_string(number) + "-?"), seen_(kNothingSeen) {}
 
 SlabReader::~SlabReader() {

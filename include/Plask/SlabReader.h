@@ -16,6 +16,9 @@ namespace Plask {
 class SlabReader : public Slab {
 public:
     SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, unsigned number, bool localMem);
+    /// The same with another handler for its mapping's records.
+    SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, unsigned number, bool localMem,
+               Norvu::Platform::DebugHandler& mappingHandler);
     ~SlabReader() override;
     SlabReader(const SlabReader&) = delete;
     SlabReader& operator=(const SlabReader&) = delete;
@@ -47,8 +50,10 @@ public:
     [[nodiscard]] unsigned capacity() const { return seen_.value; }
     [[nodiscard]] Mem::SharedMemWrapper& mapping() { return mapping_; }
 
-private:
+    /// A consistent copy of the mapped header. Throws CorruptionDetectedException when it cannot be read.
     [[nodiscard]] SlabHeader snapshotHeader() const;
+
+private:
     [[nodiscard]] std::uint64_t entryOffset(unsigned index) const {
         return Layout::kSlabHeaderSize + std::uint64_t{entrySize_} * index;
     }

@@ -57,10 +57,15 @@ bool BucketReaderTable::check(const Layout::BucketTableHeader& header, unsigned 
     return false;
 }
 
+BucketTable::Header BucketReaderTable::snapshotHeader() const {
+    const auto header = Mem::snapshot<BucketTable::Header>(mapping_.view(), kPairOffset);
+    mapping_.checkFault();
+    return header;
+}
+
 bool BucketReaderTable::validate(unsigned fenix, std::string& error) {
     const unsigned size = mapping_.memSize();
-    const auto header = Mem::snapshot<Layout::BucketTableHeader>(mapping_.view(), kPairOffset);
-    mapping_.checkFault();
+    const BucketTable::Header header = snapshotHeader();
     std::string reason;
     if (check(header, size, fenix, reason)) {
         return true;

@@ -9,6 +9,11 @@
 
 namespace Halyx {
 
+/// The format as its readers name it.
+struct BucketTable {
+    using Header = Layout::BucketTableHeader;
+};
+
 /// The read-only view of a collection's file "buckets". Owns the mapping; borrows the counters.
 ///
 /// Life: detached, attached (header mapped, capacity 0), resized (entries mapped up to the writer's count).
@@ -18,6 +23,9 @@ public:
 
     /// Maps the header. False when the file is missing, empty or cannot be mapped. Never throws.
     bool attach();
+
+    /// A consistent copy of the mapped header. Throws CorruptionDetectedException when it cannot be read.
+    [[nodiscard]] BucketTable::Header snapshotHeader() const;
 
     /// Checks a snapshot of the header. `fenix` 0 accepts any incarnation. False with the first failure's text in `error`,
     /// which is otherwise left alone. Throws CorruptionDetectedException when the header cannot be read.

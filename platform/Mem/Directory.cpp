@@ -14,6 +14,11 @@ Directory::~Directory() {
     }
 }
 
+bool Directory::has(const std::string& name) const {
+    struct stat found {};
+    return descriptor_ >= 0 && ::fstatat(descriptor_, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 bool Directory::isAt(const std::string& path) const {
     struct stat held {};
     struct stat found {};

@@ -16,6 +16,9 @@ public:
     /// The descriptor, or -1 when the directory could not be opened.
     [[nodiscard]] int descriptor() const { return descriptor_; }
 
+    /// Whether the directory has an entry of that name, of whatever kind.
+    [[nodiscard]] bool has(const std::string& name) const;
+
     /// Whether `path` leads to this directory still. False when another took its place, or none.
     [[nodiscard]] bool isAt(const std::string& path) const;
 

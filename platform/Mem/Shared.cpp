@@ -109,6 +109,14 @@ void* Shared::resize(unsigned size) {
     return base;
 }
 
+void Shared::populate() const {
+#ifdef MADV_POPULATE_READ
+    if (descriptor_ >= 0 && region() != nullptr) {
+        ::madvise(region(), size(), MADV_POPULATE_READ);
+    }
+#endif
+}
+
 int Shared::detach() {
     int result = 0;
     if (region() != nullptr) {

@@ -61,6 +61,42 @@ public:
         }
     }
 
+    /// Copies `Size` bytes out from a place on 4 bytes, in words of 4, relaxed: for many small records in a row.
+    template <std::size_t Size>
+    void copyWords4(std::size_t offset, void* to) const {
+        static_assert(Size % 4 == 0);
+        const unsigned char* at = check(offset, Size);
+        if (!aligned<4>(at)) [[unlikely]] {
+            copy(offset, to, Size);
+            return;
+        }
+        std::uint32_t words[Size / 4];
+        for (std::size_t i = 0; i < Size / 4; ++i) {
+            words[i] = __atomic_load_n(reinterpret_cast<const std::uint32_t*>(at) + i, __ATOMIC_RELAXED);
+        }
+        std::memcpy(to, words, Size);
+    }
+
+    /// A 32-bit word that is looked at again and again: checked to lie in the piece, and on 4 bytes, once. Stale when its view
+    /// is.
+    class Word {
+    public:
+        /// The word, acquire.
+        [[nodiscard]] std::uint32_t load() const { return __atomic_load_n(at_, __ATOMIC_ACQUIRE); }
+
+    private:
+        friend class View;
+        explicit Word(const std::uint32_t* at) : at_(at) {}
+        const std::uint32_t* at_;
+    };
+    [[nodiscard]] Word watch(std::size_t offset) const {
+        const unsigned char* at = check(offset, sizeof(std::uint32_t));
+        if (!aligned<4>(at)) [[unlikely]] {
+            outside(offset, sizeof(std::uint32_t));
+        }
+        return Word(reinterpret_cast<const std::uint32_t*>(at));
+    }
+
     [[nodiscard]] View slice(std::size_t offset, std::size_t size) const { return {check(offset, size), size, *name_}; }
 
     /// Asks for the cache line at `offset`; nothing happens past the end.

@@ -29,6 +29,10 @@ struct ConquerRecord {
     std::uint32_t sequenceLow;
     std::uint32_t sequenceHigh;
     std::uint32_t slot;
+
+    [[nodiscard]] std::uint64_t sequence() const {
+        return static_cast<std::uint64_t>(sequenceHigh) << 32 | sequenceLow;
+    }
 };
 
 inline constexpr const char* kConquerFiles[2] = {"conquer.1", "conquer.2"};

@@ -24,6 +24,10 @@ HalyxReaderGeneric::HalyxReaderGeneric(const char* name)
     : Debuggable(handlerName(name)), root_(debugHandler(), name, false), buckets_(debugHandler(), root_, counters_),
       slots_(debugHandler(), root_, false, counters_) {}
 
+HalyxReaderGeneric::HalyxReaderGeneric(const char* name, const RootPath& root)
+    : Debuggable(handlerName(name)), root_(root), buckets_(debugHandler(), root_, counters_),
+      slots_(debugHandler(), root_, false, counters_) {}
+
 void HalyxReaderGeneric::scan(ScanHandler& handler, unsigned first, unsigned count, Direction direction, bool strict) {
     while (!scanOnce(handler, first, count, direction, strict)) {
         // A table has grown: again from the beginning, however often.

@@ -49,6 +49,8 @@ public:
 
     /// The collection `name`, relative to the collections' root. Maps nothing.
     explicit HalyxReaderGeneric(const char* name);
+    /// The same, where `root` is the collection's path: files are looked up in the directory that `root` holds open.
+    HalyxReaderGeneric(const char* name, const RootPath& root);
 
     /// Walks the buckets from `first` on, `count` of them at most, and delivers every element, in the order of the chains.
     ///
@@ -57,7 +59,12 @@ public:
     /// Corruption is reported bucket by bucket; when a table has grown meanwhile, the walk starts again instead.
     void scan(ScanHandler& handler, unsigned first, unsigned count, Direction direction, bool strict);
 
+    /// Maps both tables' headers and checks the slot table's: what a report on headers needs. False when one is missing, empty
+    /// or cannot be mapped, or the slot table's header is invalid. Never throws.
+    bool attach() { return buckets_.attach() && slots_.attach(); }
+
     [[nodiscard]] BucketReaderTable& buckets() { return buckets_; }
+    [[nodiscard]] const BucketReaderTable& buckets() const { return buckets_; }
     [[nodiscard]] SlotReaderGenericTable& slots() { return slots_; }
     [[nodiscard]] const SlotReaderGenericTable& slots() const { return slots_; }
     [[nodiscard]] const RootPath& root() const { return root_; }

@@ -72,6 +72,7 @@ bool SlotReaderGenericTable::attach() {
         valueSize_ = header.valueSize;
         slotSize_ = header.slotSize;
         flags_ = header.flags;
+        attachedHeader_ = header;
         if (header.isDynamic()) {
             allocator_ = std::make_unique<DynamicGenericAllocator>(debugHandler(), *root_, header.valueSize);
         } else {

@@ -60,6 +60,10 @@ public:
     }
     [[nodiscard]] bool isDynamic() const { return (flags_ & Layout::kSlotFlagDynamic) != 0; }
 
+    /// The copy that attach() found valid.
+    [[nodiscard]] const Header& attachedHeader() const { return attachedHeader_; }
+    [[nodiscard]] bool hasConquer() const { return attachedHeader_.hasConquer(); }
+
     /// A consistent copy of the mapped header. Throws CorruptionDetectedException when it cannot be read.
     [[nodiscard]] Header snapshotHeader() const;
 
@@ -94,6 +98,7 @@ private:
     std::uint32_t slotSize_ = 0;
     std::uint32_t flags_ = 0;
     std::string attachReason_;
+    Header attachedHeader_{};
 };
 
 } // namespace Halyx
