@@ -3,6 +3,7 @@
 // clock; medians of the rounds with the lowest and highest, and the ratios of rounds run next to each other. Then the
 // memory of the tool that is not the collection's own pages, for a small and a large collection.
 
+#include "Measure.h"
 #include "Table.h"
 
 #include <algorithm>
@@ -22,6 +23,8 @@
 #include <vector>
 
 namespace {
+
+using namespace Bench;
 
 constexpr const char* kCollection = "bench";
 
@@ -67,34 +70,11 @@ Settings parse(int argc, char** argv) {
     return settings;
 }
 
-int devNull() {
-    return ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-}
-
 [[noreturn]] void runTool() {
-    ::dup2(devNull(), STDOUT_FILENO);
+    ::dup2(Bench::devNull(), STDOUT_FILENO);
     ::execl(HALYX_BINARY, HALYX_BINARY, kCollection, nullptr);
     std::perror(HALYX_BINARY);
     ::_exit(127);
-}
-
-/// Runs `body` in a process of its own; its wall-clock seconds.
-template <typename Body>
-double timed(Body body) {
-    const auto start = std::chrono::steady_clock::now();
-    const pid_t child = ::fork();
-    if (child == 0) {
-        body();
-        ::_exit(0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        std::fprintf(stderr, "halyx_bench: a measured process failed, status %x\n", static_cast<unsigned>(status));
-        std::exit(1);
-    }
-    return taken.count();
 }
 
 /// Anonymous memory of the tool at its end, in KiB: everything that it holds besides mapped files.
@@ -123,30 +103,10 @@ long anonymousKiB() {
     return result;
 }
 
-struct Spread {
-    double median;
-    double least;
-    double most;
-};
-
-Spread spreadOf(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return {values[values.size() / 2], values.front(), values.back()};
-}
-
 void printRow(const char* what, const std::vector<double>& seconds, std::uint32_t elements) {
     const Spread spread = spreadOf(seconds);
     std::printf("  %-28s %8.2f M/s  (%.2f to %.2f)\n", what, elements / spread.median / 1e6,
                 elements / spread.most / 1e6, elements / spread.least / 1e6);
-}
-
-void printRatio(const char* what, const std::vector<double>& tool, const std::vector<double>& bare) {
-    std::vector<double> ratios;
-    for (std::size_t i = 0; i < tool.size(); ++i) {
-        ratios.push_back(bare[i] / tool[i]);
-    }
-    const Spread spread = spreadOf(ratios);
-    std::printf("  %-28s %8.2f      (%.2f to %.2f)\n", what, spread.median, spread.least, spread.most);
 }
 
 void measure(const Bench::Table& table, int rounds) {
@@ -174,28 +134,12 @@ void measure(const Bench::Table& table, int rounds) {
     std::printf("  %-28s %8ld KiB\n\n", "memory besides the files", anonymousKiB());
 }
 
-void printMachine() {
-    utsname system{};
-    ::uname(&system);
-    std::string model = "unknown processor";
-    std::ifstream lines("/proc/cpuinfo");
-    for (std::string line; std::getline(lines, line);) {
-        if (line.compare(0, 10, "model name") == 0) {
-            model = line.substr(line.find(':') + 2);
-            break;
-        }
-    }
-    std::printf("%s, %ld processors, %s %s; %zu-bit build, " __VERSION__ "\n\n", model.c_str(),
-                ::sysconf(_SC_NPROCESSORS_ONLN), system.sysname, system.release, 8 * sizeof(void*));
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-#if !defined(__OPTIMIZE__) || defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    std::fputs("halyx_bench: built without optimisation or with a sanitizer: its figures would mean nothing\n", stderr);
-    return 1;
-#endif
+    if (!optimised()) {
+        return 1;
+    }
     const Settings settings = parse(argc, argv);
     const std::string chroot = settings.root + "/halyx-bench." + std::to_string(::getpid());
     ::setenv("Q7_CHROOT", chroot.c_str(), 1);
