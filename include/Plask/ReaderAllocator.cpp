@@ -26,7 +26,7 @@ void ReaderAllocator::attach(SlabReader& reader) {
 std::uint64_t ReaderAllocator::fileBytes() const {
     std::uint64_t sum = 0;
     for (const auto& reader : readers_) {
-        sum += reader->mapping().regionSize();
+        sum += reader->mapping().storedRegionSize();
     }
     return sum;
 }

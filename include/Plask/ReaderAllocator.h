@@ -28,7 +28,7 @@ public:
     /// Asks for the cache lines at `offset`, when its slab is mapped.
     void prefetch(Layout::SlabOffset offset) const { readers_[offset.slab()]->prefetch(offset.index()); }
 
-    /// Bytes of all slab files there are.
+    /// Bytes stored in all slab files there are.
     [[nodiscard]] std::uint64_t fileBytes() const;
 
 private:

@@ -22,8 +22,8 @@ SlabReader::SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPa
 
 SlabReader::SlabReader(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, unsigned number,
                        bool localMem, Norvu::Platform::DebugHandler& mappingHandler)
-    : Slab(handler), mapping_(mappingHandler, root, ("slab" + std::to_string(number)).c_str(), localMem), number_(number),
-      name_("SlabReader-" + std::to_string(number) + "-?"), seen_(kNothingSeen) {}
+    : Slab(handler), mapping_(mappingHandler, root, ("slab" + std::to_string(number)).c_str(), localMem),
+      number_(number), name_("SlabReader-" + std::to_string(number) + "-?"), seen_(kNothingSeen) {}
 
 SlabReader::~SlabReader() {
     detach();

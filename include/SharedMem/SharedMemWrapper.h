@@ -28,6 +28,9 @@ public:
     /// Bytes of the file, or of the local memory.
     [[nodiscard]] unsigned regionSize() const;
 
+    /// The same without the holes of a sparse file.
+    [[nodiscard]] unsigned storedRegionSize() const { return localMem_ ? size() : storedSize(); }
+
     /// Opens a file without mapping it, see Shared::hold(). True for local memory.
     bool hold();
 

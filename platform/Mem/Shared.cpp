@@ -131,17 +131,29 @@ int Shared::detach() {
     return result;
 }
 
-unsigned Shared::memSize() const {
-    struct stat status {};
-    int failed = 0;
+bool Shared::status(struct stat& status) const {
     if (descriptor_ >= 0) {
-        failed = ::fstat(descriptor_, &status);
-    } else if (directory_) {
-        failed = ::fstatat(directory_->descriptor(), name_.c_str(), &status, AT_SYMLINK_NOFOLLOW);
-    } else {
-        failed = ::lstat(filename_.c_str(), &status);
+        return ::fstat(descriptor_, &status) == 0;
     }
-    return failed == 0 ? boundedSize(status) : 0;
+    if (directory_) {
+        return ::fstatat(directory_->descriptor(), name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+    }
+    return ::lstat(filename_.c_str(), &status) == 0;
+}
+
+unsigned Shared::memSize() const {
+    struct stat found {};
+    return status(found) ? boundedSize(found) : 0;
+}
+
+unsigned Shared::storedSize() const {
+    constexpr std::uint64_t blockSize = 512; // of st_blocks, whatever the file system's own
+    struct stat found {};
+    if (!status(found)) {
+        return 0;
+    }
+    return static_cast<unsigned>(
+        std::min<std::uint64_t>(boundedSize(found), static_cast<std::uint64_t>(found.st_blocks) * blockSize));
 }
 
 /// Puts the file's own pages back where zeros stood in for them, so that the next read meets the file as it is then.

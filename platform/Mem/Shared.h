@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+struct stat;
+
 namespace Mem {
 
 class Directory;
@@ -48,6 +50,9 @@ public:
     /// A size past 4294967295 counts as 4294967295.
     [[nodiscard]] unsigned memSize() const;
 
+    /// The same without the holes of a sparse file: what stands behind the file's bytes.
+    [[nodiscard]] unsigned storedSize() const;
+
     /// Why the last attach or resize failed.
     [[nodiscard]] const std::string& errorText() const { return error_; }
 
@@ -84,6 +89,7 @@ private:
     bool openFile();
     std::size_t restorePages() const;
     [[noreturn]] void raiseFault() const;
+    bool status(struct stat& status) const;
     void checkSize(std::size_t end) const;
     [[noreturn]] void raiseUnreadable(std::size_t offset) const;
 

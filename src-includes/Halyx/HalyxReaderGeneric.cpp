@@ -4,6 +4,8 @@
 #include "Mem/Atomics.h"
 #include "Norvu/Exception.h"
 
+#include <algorithm>
+
 namespace Halyx {
 
 namespace {
@@ -13,6 +15,8 @@ using Norvu::CorruptionDetectedException;
 constexpr std::size_t kNextOffset = offsetof(Layout::SlotRecord, next);
 constexpr std::size_t kStateOffset = offsetof(Layout::SlotRecord, state);
 constexpr std::size_t kTagOffset = offsetof(SlotLink, tag);
+
+constexpr std::uint64_t kRoomForShortValues = 24U << 20;
 
 std::string handlerName(const char* name) {
     return std::string("Halyx-") + name;
@@ -82,9 +86,11 @@ HalyxReaderGeneric::Outcome HalyxReaderGeneric::visitBucket(ScanHandler& handler
 }
 
 /// Walks a bucket as often as its chain changes meanwhile. A chain that comes back to a slot is walked again before that is
-/// believed; then its elements are printed once each, it is looked at once more, and the bucket is corrupt.
+/// believed; then its elements are printed once each, it is looked at once more, and the bucket is corrupt. Likewise one whose
+/// values have more bytes than the files: a writer may have moved elements to where the walk had not been.
 HalyxReaderGeneric::Outcome HalyxReaderGeneric::walkUntilSteady(ScanHandler& handler, unsigned bucket) {
     unsigned timesEndless = 0;
+    unsigned timesOversized = 0;
     unsigned distinct = 0; ///< in the last walk, the links that lead to slots not met before; 0 before that
     for (;;) {
         const Walk walk = walkChain(handler, bucket, distinct);
@@ -99,11 +105,17 @@ HalyxReaderGeneric::Outcome HalyxReaderGeneric::walkUntilSteady(ScanHandler& han
                 "HalyxReaderGeneric::scan() chain does not end, link: " + std::to_string(distinct + 1) +
                 " leads back into it, numSlots:" + std::to_string(slots_.capacity()));
         }
+        timesOversized = walk == Walk::Oversized ? timesOversized + 1 : 0;
+        if (timesOversized == 2) {
+            CorruptionDetectedException::throwException(
+                "HalyxReaderGeneric::scan() values of one chain have: " + std::to_string(excess_) +
+                " bytes but the collection's files hold: " + std::to_string(chainBytes_));
+        }
         handler.restart(bucket);
         if (walk == Walk::Changed) {
             ++chainRestarts_;
         }
-        timesEndless = walk == Walk::Changed || distinct != 0 ? 0 : timesEndless + 1;
+        timesEndless = walk != Walk::Endless || distinct != 0 ? 0 : timesEndless + 1;
         distinct = timesEndless == 2 ? distinctLinks(bucket) : 0;
         if (timesEndless == 2 && distinct == 0) {
             timesEndless = 0; // it ends by now
@@ -164,9 +176,10 @@ HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, uns
             return Walk::Changed;
         }
         slots_.checkRead(index);
-        bytes += element.length;
-        if (bytes > chainBytes_) {
-            checkChainBytes(bytes);
+        buckets_.mapping().checkFault();
+        bytes += std::max(element.length, handler.leastBytes());
+        if (bytes > chainBytes_ && !fitsTheFiles(bytes, handler.leastBytes())) {
+            return Walk::Oversized;
         }
         if (!handler.handleSlot(bucket, link, element.lookaside, element.state, element.length)) {
             return Walk::Stopped;
@@ -180,15 +193,12 @@ HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, uns
     return handler.done(bucket, link) ? Walk::Ended : Walk::Stopped;
 }
 
-/// Every value has bytes of its own, so no chain has more of them than the files.
-void HalyxReaderGeneric::checkChainBytes(std::uint64_t bytes) {
-    const std::uint64_t most = slots_.fileBytes();
-    if (bytes > most) {
-        CorruptionDetectedException::throwException(
-            "HalyxReaderGeneric::scan() values of one chain have: " + std::to_string(bytes) +
-            " bytes but the collection's files hold: " + std::to_string(most));
-    }
-    chainBytes_ = most;
+/// Every value has bytes of its own, so no chain has more of them than the files. Where a short value counts as a longer one,
+/// there is room for that in the chains that there really are.
+bool HalyxReaderGeneric::fitsTheFiles(std::uint64_t bytes, unsigned leastBytes) {
+    excess_ = bytes;
+    chainBytes_ = slots_.fileBytes() + (leastBytes != 0 ? kRoomForShortValues : 0);
+    return bytes <= chainBytes_;
 }
 
 /// Fetches an element's value. False when what was found is not to be believed, since the link or the state has changed.

@@ -36,15 +36,18 @@ public:
         virtual bool restart(unsigned bucket) = 0;
 
         [[nodiscard]] void* valueBuffer() const { return buffer_; }
+        /// Bytes that every value takes at least in what the handler gathers of a chain; 0 when that is the value's length.
+        [[nodiscard]] unsigned leastBytes() const { return leastBytes_; }
 
     protected:
-        explicit ScanHandler(void* buffer) : buffer_(buffer) {}
+        explicit ScanHandler(void* buffer, unsigned leastBytes = 0) : buffer_(buffer), leastBytes_(leastBytes) {}
         ~ScanHandler() = default;
         ScanHandler(const ScanHandler&) = default;
         ScanHandler& operator=(const ScanHandler&) = default;
 
     private:
         void* buffer_;
+        unsigned leastBytes_;
     };
 
     /// The collection `name`, relative to the collections' root. Maps nothing.
@@ -75,7 +78,7 @@ public:
 private:
     class LoopDetector;
 
-    enum class Walk { Ended, Stopped, Changed, Endless };
+    enum class Walk { Ended, Stopped, Changed, Endless, Oversized };
     enum class Outcome { Next, Stop, Resized };
 
     struct Element {
@@ -88,7 +91,7 @@ private:
     Outcome visitBucket(ScanHandler& handler, unsigned bucket);
     Outcome walkUntilSteady(ScanHandler& handler, unsigned bucket);
     Walk walkChain(ScanHandler& handler, unsigned bucket, unsigned distinct);
-    void checkChainBytes(std::uint64_t bytes);
+    bool fitsTheFiles(std::uint64_t bytes, unsigned leastBytes);
     bool fetch(const Mem::View& holder, const SlotLink& link, const Mem::View& slot, void* buffer, Element& element);
     void copyValue(const Mem::View& slot, void* buffer, Element& element);
     [[nodiscard]] unsigned distinctLinks(unsigned bucket) const;
@@ -98,7 +101,8 @@ private:
     BucketReaderTable buckets_;
     SlotReaderGenericTable slots_;
     std::uint32_t chainRestarts_ = 0;
-    std::uint64_t chainBytes_ = 0; ///< bytes that the values of one chain may have before the files are measured again
+    std::uint64_t chainBytes_ = 0; ///< bytes that the values of one chain may have, as the files were last measured
+    std::uint64_t excess_ = 0;     ///< bytes of the chain that had more than that
 };
 
 } // namespace Halyx

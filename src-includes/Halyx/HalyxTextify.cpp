@@ -30,8 +30,9 @@ constexpr std::size_t kMostKept = 1U << 20;
 
 HalyxTextify::HalyxTextify(void* buffer, Style style, bool linkDetail,
                            std::shared_ptr<Norvu::Platform::ValuePrinter> printer, bool emptyBuckets)
-    : ScanHandler(buffer), style_(style == Style::Json || style == Style::Pretty ? style : Style::Plain),
-      linkDetail_(linkDetail), printer_(std::move(printer)), emptyBuckets_(emptyBuckets) {}
+    : ScanHandler(buffer, style == Style::Json || style == Style::Pretty ? printer->size() : 0),
+      style_(style == Style::Json || style == Style::Pretty ? style : Style::Plain), linkDetail_(linkDetail),
+      printer_(std::move(printer)), emptyBuckets_(emptyBuckets) {}
 
 void HalyxTextify::beginLine(unsigned bucket) {
     char text[32] = "bucket[";

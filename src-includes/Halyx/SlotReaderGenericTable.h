@@ -74,8 +74,8 @@ public:
     /// no buffer is made for it then.
     void checkValueSize() const;
 
-    /// Bytes of all files that values live in.
-    [[nodiscard]] std::uint64_t fileBytes() const { return allocator_->fileBytes() + mapping().regionSize(); }
+    /// Bytes stored in all files that values live in.
+    [[nodiscard]] std::uint64_t fileBytes() const { return allocator_->fileBytes() + mapping().storedRegionSize(); }
 
     [[nodiscard]] unsigned valueSize() const { return valueSize_; }
     [[nodiscard]] unsigned slotSize() const { return slotSize_; }

@@ -300,6 +300,39 @@ TEST_F(Slabs, SharedEntriesCannotMakeMoreOfAValueThanThereAreBytes) {
                             std::to_string(bytes) + "\n");
 }
 
+TEST_F(Slabs, EmptyValuesOfALargeTypeCannotMakeALineOfAnySize) {
+    constexpr std::uint32_t kSlots = 150;
+    CollectionBuilder builder(1, kSlots);
+    builder.dynamic().valueType("Payload", 1U << 20).slotSize(24);
+    std::vector<std::int32_t> chain;
+    for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
+        builder.offset(slot, 0, 0);
+        chain.push_back(static_cast<std::int32_t>(slot));
+    }
+    builder.chain(0, chain).slab(0, 16, {""}).build(root_, "c");
+    auto process = prepare({"-p", "c"});
+    process->keepAtMost(std::size_t{512} << 20);
+    const Outcome outcome = process->run();
+    expectClean(outcome);
+    EXPECT_LT(outcome.out.size(), std::size_t{64} << 20);
+    EXPECT_NE(outcome.out.find(" --> [corrupted] HalyxReaderGeneric::scan() values of one chain have: "),
+              std::string::npos);
+}
+
+TEST_F(Slabs, HolesOfASparseFileAreNoBytes) {
+    constexpr std::uint32_t kLarge = 60000;
+    CollectionBuilder builder(1, 3);
+    builder.dynamic().valueType("Payload", kLarge).slotSize(24);
+    for (std::uint32_t slot = 0; slot < 3; ++slot) {
+        builder.offset(slot, 0, 0);
+    }
+    const Collection c = builder.chain(0, {0, 1, 2}).slab(0, kLarge + 8, {std::string(kLarge, 'x')}).build(root_, "c");
+    c.replace("slab1", "");
+    c.truncate("slab1", std::size_t{1} << 30);
+    const std::string out = halyx({"c"}).out;
+    expectPart(out, " --> [corrupted] HalyxReaderGeneric::scan() values of one chain have: 120000 bytes");
+}
+
 TEST_F(Slabs, HugeValueSizesDoNotCostMemory) {
     CollectionBuilder builder = good();
     builder.valueType("Payload", 0xffffffff);
