@@ -160,6 +160,32 @@ bool halyxHasConquer(const HalyxReaderGeneric& reader) {
     return reader.slots().hasConquer();
 }
 
+void populateHalyxTableHeaderInfo(HalyxReaderGeneric& reader, ConquerReaderGeneric& conquerReader,
+                                  Model::HalyxTable& table) {
+    Model::HeaderInfo& info = table.headerInfo;
+    try {
+        if (reader.attach()) {
+            info.bucketCapacity = reader.buckets().snapshotHeader().numBuckets.value;
+            info.slotCapacity = reader.slots().attachedHeader().maxSlots;
+            info.occupiedSlots = reader.slots().attachedHeader().occupiedSlots;
+        }
+    } catch (const Norvu::CorruptionDetectedException&) {
+        // Cut short meanwhile: not known.
+    }
+    try {
+        if (conquerReader.attach()) {
+            const auto countOf = [&](Conquer::ConquerTableId id) {
+                return conquerReader.snapshotHeader(id).notifications.value;
+            };
+            const std::uint32_t primary = countOf(Conquer::ConquerTableId::Primary);
+            info.secondaryNotificationCapacity = countOf(Conquer::ConquerTableId::Secondary);
+            info.primaryNotificationCapacity = primary;
+        }
+    } catch (const Norvu::CorruptionDetectedException&) {
+        // Likewise.
+    }
+}
+
 void getHeaders(const HalyxReaderGeneric& reader, const ConquerReaderGeneric& conquer, std::string& buckets,
                 std::string& slots, std::string& conquerText, const RootPath& root,
                 Norvu::Platform::DebugHandler& handler) {

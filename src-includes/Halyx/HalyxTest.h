@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Halyx/ClientModel.h"
 #include "Halyx/ConquerReaderGeneric.h"
 #include "Halyx/HalyxReaderGeneric.h"
 
@@ -26,6 +27,11 @@ void formatConquerHeader(const Conquer::Header& primary, const Conquer::Header& 
 
 /// Whether the collection has notification queues, as its attached reader's slot table header says.
 bool halyxHasConquer(const HalyxReaderGeneric& reader);
+
+/// Fills in `table.headerInfo` from readers that are not attached yet. A group of counts that cannot be read stays unknown, and
+/// nothing is said of it.
+void populateHalyxTableHeaderInfo(HalyxReaderGeneric& reader, ConquerReaderGeneric& conquerReader,
+                                  Model::HalyxTable& table);
 
 /// Fills in the text of every header of a collection whose readers are attached; `conquerText` is empty when the collection has
 /// no queues. Throws CorruptionDetectedException for a slab file that is empty, unmappable or has a bad header, and for
