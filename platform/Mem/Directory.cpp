@@ -22,8 +22,11 @@ bool Directory::has(const std::string& name) const {
 bool Directory::isAt(const std::string& path) const {
     struct stat held {};
     struct stat found {};
-    return descriptor_ >= 0 && ::fstat(descriptor_, &held) == 0 && ::stat(path.c_str(), &found) == 0 &&
-           held.st_dev == found.st_dev && held.st_ino == found.st_ino;
+    const bool there = ::stat(path.c_str(), &found) == 0;
+    if (descriptor_ < 0) {
+        return !there || !S_ISDIR(found.st_mode);
+    }
+    return there && ::fstat(descriptor_, &held) == 0 && held.st_dev == found.st_dev && held.st_ino == found.st_ino;
 }
 
 } // namespace Mem

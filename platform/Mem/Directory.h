@@ -19,7 +19,7 @@ public:
     /// Whether the directory has an entry of that name, of whatever kind.
     [[nodiscard]] bool has(const std::string& name) const;
 
-    /// Whether `path` leads to this directory still. False when another took its place, or none.
+    /// Whether `path` leads to this directory still, or to none when there was none. False when another took its place.
     [[nodiscard]] bool isAt(const std::string& path) const;
 
 private:
