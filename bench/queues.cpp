@@ -116,7 +116,7 @@ private:
 
 const unsigned char* mapWhole(const std::string& path, std::size_t& size) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    size = std::filesystem::file_size(path);
+    size = static_cast<std::size_t>(std::filesystem::file_size(path));
     void* base = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, file, 0);
     if (base == MAP_FAILED) {
         fail(path);
