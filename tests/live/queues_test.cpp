@@ -5,6 +5,7 @@
 #include "live/QueueWriter.h"
 
 #include <csignal>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Fixtures;
@@ -165,6 +166,40 @@ TEST_F(QueuesLive, LargeOnes) {
     reportWhile({.records = 64, .most = 20000});
 }
 
+TEST_F(QueuesLive, ThatComeRoundWhileAReportHasToWait) {
+    // Reader and writer take turns. In one of the writer's, both queues are emptied and filled several times, and a currentPos
+    // is often what it was before: only the version of tableId tells then.
+    const QueueWriter::Plan plan{.records = 20000, .most = 20000, .longestPause = 0};
+    const QueueWriter writer(root_.path(), "live", plan, static_cast<std::uint32_t>(random_()));
+    for (const Timer timer(seconds()); !timer.over() && !HasFailure();) {
+        const bool validOnly = random_() % 4 == 0;
+        writer.pause();
+        const std::uint64_t least = writer.appended();
+        Process& reader = prepare(validOnly ? Arguments{"-q", "-v", "live"} : Arguments{"-q", "live"});
+        reader.limitSeconds(kMostSeconds).start();
+        for (unsigned turn = 0; turn < 30; ++turn) {
+            ::usleep(static_cast<useconds_t>(random_() % 150));
+            reader.signal(SIGSTOP);
+            siginfo_t information{};
+            ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(reader.pid()), &information, WSTOPPED | WEXITED | WNOWAIT), 0);
+            if (information.si_code != CLD_STOPPED) {
+                break; // it has ended
+            }
+            writer.resume();
+            ::usleep(static_cast<useconds_t>(random_() % 1000));
+            writer.pause();
+            reader.signal(SIGCONT);
+        }
+        const Outcome outcome = reader.wait();
+        check(outcome, plan, validOnly, least, writer.begun());
+        ++reports_;
+        writer.resume();
+    }
+    summarise();
+    EXPECT_GT(writer.switches(), 10U) << "the writer was too slow for this case";
+    EXPECT_GT(restarts_, 0U) << "no report met the writer at work";
+}
+
 TEST_F(QueuesLive, GrowingAllTheTime) {
     const QueueWriter::Plan plan{.records = 1, .most = 60000, .longestBurst = 40, .longestPause = 100};
     const Timer timer(seconds());
@@ -260,8 +295,7 @@ protected:
     }
 
     /// Every header of the report is of one incarnation.
-    void expectOneFenix(const std::string& collection, bool dynamic) {
-        const std::string text = whole({"-x", collection}).out;
+    void checkFenixes(const std::string& text, bool dynamic) {
         const std::string label = "\tFenix: ";
         std::set<std::string> fenixes;
         unsigned headers = 0;
@@ -300,7 +334,7 @@ TEST_F(QueueIncarnations, AreReportedOneAtATime) {
             writer.start();
             while (writer.running() && !HasFailure()) {
                 expectOneRun(churn.collection);
-                expectOneFenix(churn.collection, dynamic);
+                checkFenixes(whole({"-x", churn.collection}).out, dynamic);
             }
             const Outcome outcome = writer.wait();
             expectClean(outcome);
@@ -309,6 +343,49 @@ TEST_F(QueueIncarnations, AreReportedOneAtATime) {
     }
     std::printf("%u reports on %zu incarnations\n", walks_, incarnations_.size());
     EXPECT_GT(incarnations_.size(), 1U);
+}
+
+TEST_F(QueueIncarnations, ThatComeWhileAReportHasToWait) {
+    const Churn churn{.stable = 20, .growFrom = 64, .dynamic = true};
+    {
+        const auto first =
+            startWriter(churn, {"--keys", "50", "--conquer", "--notifications", "64", "--seconds", "0.05"});
+        ASSERT_NE(first, nullptr);
+        expectClean(first->wait());
+    }
+    unsigned waited = 0;
+    for (const Timer timer(seconds()); !timer.over() && !HasFailure();) {
+        const Arguments arguments = random_() % 2 == 0 ? Arguments{"-x", "live"} : Arguments{"-q", "live"};
+        Process& reader = prepare(arguments);
+        reader.limitSeconds(kMostSeconds).start();
+        // At any point between its start and its end, most of all where it looks for the collection and opens its files.
+        ::usleep(static_cast<useconds_t>(random_() % 2500));
+        reader.signal(SIGSTOP);
+        siginfo_t information{};
+        ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(reader.pid()), &information, WSTOPPED | WEXITED | WNOWAIT), 0);
+        if (information.si_code == CLD_STOPPED) {
+            ++waited;
+            const Outcome writer = Process(HALYX_WRITER_BINARY, {"churn", "live", "--restart", "--keys", "50",
+                                                                 "--stable", "20", "--rate", "0", "--seconds", "0"})
+                                       .environment("Q7_CHROOT", root_.path())
+                                       .run();
+            reader.signal(SIGCONT);
+            ASSERT_EQ(writer.status, 0) << writer.describe();
+        }
+        const Outcome outcome = reader.wait();
+        expectClean(outcome);
+        EXPECT_EQ(outcome.status, 0) << outcome.describe();
+        EXPECT_EQ(outcome.err, "");
+        if (arguments[0] == "-q") {
+            const QueueOutput output = QueueOutput::parse(outcome.out);
+            EXPECT_EQ(output.strange, "");
+        } else {
+            checkFenixes(outcome.out, true);
+        }
+        ++walks_;
+    }
+    std::printf("%u reports, of which %u had to wait\n", walks_, waited);
+    EXPECT_GT(waited, 0U);
 }
 
 } // namespace
