@@ -203,6 +203,8 @@ TEST_F(ClientScanner, PathsAreComparedExactly) {
           "/var/shmem/halyxes"}) {
         maps += line(directory + "/slots");
     }
+    // As long as the collection's, with something else where its last "/" is.
+    maps += line(kPrices + "xslots") + line(kPrices + ".fenix");
     EXPECT_EQ(ofMap(maps), Records{});
     EXPECT_EQ(ofMapByTable(maps).size(), 7U);
     EXPECT_EQ(ofMapByTable(maps).count("/var/shmem/halyxes//prices"), 1U);

@@ -179,15 +179,15 @@ TEST_F(ClientTraces, OfCollectionsWithoutClients) {
             const HalyxClientScanner scanner("", nullptr, proc);
             EXPECT_EQ(scanner.addClientlessHalyxes("/r", tables), 0);
             tables.clear();
-            std::filesystem::remove_all(root_.collections() + "/less");
+            tables.insert(Halyx::Model::HalyxTable("/r/less"));
             EXPECT_EQ(scanner.addClientlessHalyxes("/r", tables), 0);
         })) {
         const std::string begin = "Determining clientless halyxes";
         const std::string full = "Looking for /r/full in tables";
         const std::string less = "Looking for /r/less in tables";
         const std::string gone = "Suppressing clientless halyx /r/less with missing header info";
-        EXPECT_TRUE(*texts == (Texts{begin, full, less, gone, begin, full}) ||
-                    *texts == (Texts{begin, less, gone, full, begin, full}))
+        EXPECT_TRUE(*texts == (Texts{begin, full, less, gone, begin, full, less}) ||
+                    *texts == (Texts{begin, less, gone, full, begin, less, full}))
             << ::testing::PrintToString(*texts);
     }
 }
