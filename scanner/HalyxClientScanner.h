@@ -74,10 +74,12 @@ public:
     void computeSetDifference(HalyxClientList& from, HalyxClientList& subtract, HalyxClientList& result) const;
 
 private:
+    struct Walk; ///< of one collection or by table
+
     template <typename Worker>
-    void walkProcesses(const char* what, const std::string& rootPath, const Worker& worker) const;
+    void walkProcesses(const Walk& walk, const std::string& rootPath, const Worker& worker) const;
     template <typename RegionHandler>
-    void walkRegions(const char* what, const std::string& rootPath, const std::string& filePath,
+    void walkRegions(const Walk& walk, const std::string& rootPath, const std::string& filePath,
                      const RegionHandler& handler) const;
     bool makeTable(const std::string& name, const std::vector<std::string>& records, CommandCache& commandCache,
                    Model::HalyxTable& table) const;

@@ -4,6 +4,7 @@
 #include "Norvu/Exception.h"
 #include "Norvu/Process.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstdlib>
@@ -18,6 +19,9 @@ constexpr const char* kSource = "HalyxClientScanner";
 
 /// The files of a collection whose mapping makes a process its client.
 constexpr const char* kClientFiles[] = {"slots", "conquer.1", "fenix"};
+
+/// No program's file name is longer; what a process gives as its own may be.
+constexpr std::size_t kMostName = 255;
 
 /// The `index`-th token, counted from 1, of the text up to its first NUL; empty when there are fewer.
 std::string_view tokenOf(std::string_view text, unsigned index, std::string_view delimiters) {
@@ -100,15 +104,29 @@ void HalyxClientScanner::warnRunAsRoot() const {
     }
 }
 
+/// What the trace records of a walk say.
+struct HalyxClientScanner::Walk {
+    const char* function;
+    const char* what;
+
+    static const Walk kOneTable;
+    static const Walk kByTable;
+};
+
+const HalyxClientScanner::Walk HalyxClientScanner::Walk::kOneTable{"extractMmapInfo",
+                                                                   "Extracting mmap info for rootpath: "};
+const HalyxClientScanner::Walk HalyxClientScanner::Walk::kByTable{"extractMmapInfoByTable",
+                                                                  "Extracting mmap info by table for rootpath: "};
+
 template <typename Worker>
-void HalyxClientScanner::walkProcesses(const char* what, const std::string& rootPath, const Worker& worker) const {
+void HalyxClientScanner::walkProcesses(const Walk& walk, const std::string& rootPath, const Worker& worker) const {
     if (debugHandler().enabled(5)) {
-        trace(5, __LINE__, what, std::string("Extracting mmap info ") + what + rootPath + " traversing " + proc_);
+        trace(5, __LINE__, walk.function, walk.what + rootPath + " traversing " + proc_);
     }
     Norvu::DirNode dir(debugHandler(), proc_, nullptr);
     if (!dir.isOpen()) {
         Norvu::debugAndThrowAssertException(&debugHandler(), 0, "Couldn't open " + proc_, kSource, __LINE__,
-                                            "extractMmapInfo");
+                                            walk.function);
     }
     std::string filePath;
     while (readNextMmap(dir, filePath)) {
@@ -119,11 +137,10 @@ void HalyxClientScanner::walkProcesses(const char* what, const std::string& root
 /// Hands each line of a process's map that names a file to `handler`, with the process's id and name. A process that is gone by
 /// now, or that this user may not look into, has none.
 template <typename RegionHandler>
-void HalyxClientScanner::walkRegions(const char* what, const std::string& rootPath, const std::string& filePath,
+void HalyxClientScanner::walkRegions(const Walk& walk, const std::string& rootPath, const std::string& filePath,
                                      const RegionHandler& handler) const {
     if (debugHandler().enabled(5)) {
-        trace(5, __LINE__, "extractMmapInfo",
-              std::string("Extracting mmap info ") + what + rootPath + ", filePath: " + filePath);
+        trace(5, __LINE__, walk.function, walk.what + rootPath + ", filePath: " + filePath);
     }
     // Wherever the process table is, its own directory counts as one component of the path.
     const std::size_t begin = filePath.compare(0, proc_.size(), proc_) == 0 ? proc_.size() : 0;
@@ -136,14 +153,15 @@ void HalyxClientScanner::walkRegions(const char* what, const std::string& rootPa
         return;
     }
     if (!lines_.open(filePath)) {
-        trace(5, __LINE__, "extractMmapInfo", "file " + filePath + " no longer exists");
+        trace(5, __LINE__, walk.function, "file " + filePath + " no longer exists");
         return;
     }
     const bool details = debugHandler().enabled(9);
     std::string_view line;
     while (lines_.next(line)) {
-        // Most lines that are skipped here name no file at all.
-        if (!details && line.find('/') == std::string_view::npos) {
+        // Most lines name no file at all; without looking for the column, the last letters of the three names tell.
+        if (!details && line.find('/') == std::string_view::npos &&
+            (line.empty() || std::string_view("s1x").find(line.back()) == std::string_view::npos)) {
             continue;
         }
         const std::string_view region = regionOf(line);
@@ -151,20 +169,20 @@ void HalyxClientScanner::walkRegions(const char* what, const std::string& rootPa
             continue;
         }
         if (details) {
-            trace(9, __LINE__, "extractMmapInfo", "mmapRegion: " + std::string(region));
+            trace(9, __LINE__, walk.function, "mmapRegion: " + std::string(region));
         }
         handler(pid, processName, region, line);
     }
     const int error = lines_.error();
     if (error != 0 && error != ESRCH) {
-        trace(0, __LINE__, "extractMmapInfo", "file " + filePath + " error: eofbit: 0 failbit: 0 badbit: 1");
+        trace(0, __LINE__, walk.function, "file " + filePath + " error: eofbit: 0 failbit: 0 badbit: 1");
     }
     lines_.close();
 }
 
 std::vector<std::string> HalyxClientScanner::extractMmapInfo(const std::string& rootPath) const {
     std::vector<std::string> infoList;
-    walkProcesses("for rootpath: ", rootPath,
+    walkProcesses(Walk::kOneTable, rootPath,
                   [&](const std::string& filePath) { extractMmapInfo(rootPath, filePath, infoList); });
     return infoList;
 }
@@ -172,7 +190,7 @@ std::vector<std::string> HalyxClientScanner::extractMmapInfo(const std::string& 
 void HalyxClientScanner::extractMmapInfo(const std::string& rootPath, const std::string& filePath,
                                          std::vector<std::string>& infoList) const {
     walkRegions(
-        "for rootpath: ", rootPath, filePath,
+        Walk::kOneTable, rootPath, filePath,
         [&](const std::string& pid, const std::string& processName, std::string_view region, std::string_view line) {
             if (region.size() <= rootPath.size() || region[rootPath.size()] != '/' ||
                 region.compare(0, rootPath.size(), rootPath) != 0) {
@@ -194,7 +212,7 @@ void HalyxClientScanner::extractMmapInfo(const std::string& rootPath, const std:
 
 HalyxClientScanner::TableToInfoMap HalyxClientScanner::extractMmapInfoByTable(const std::string& rootPath) const {
     TableToInfoMap tableInfo;
-    walkProcesses("by table for rootpath: ", rootPath,
+    walkProcesses(Walk::kByTable, rootPath,
                   [&](const std::string& filePath) { extractMmapInfoByTable(rootPath, filePath, tableInfo); });
     return tableInfo;
 }
@@ -202,7 +220,7 @@ HalyxClientScanner::TableToInfoMap HalyxClientScanner::extractMmapInfoByTable(co
 void HalyxClientScanner::extractMmapInfoByTable(const std::string& rootPath, const std::string& filePath,
                                                 TableToInfoMap& tableInfo) const {
     walkRegions(
-        "by table for rootpath: ", rootPath, filePath,
+        Walk::kByTable, rootPath, filePath,
         [&](const std::string& pid, const std::string& processName, std::string_view region, std::string_view line) {
             const std::size_t slash = region.rfind('/');
             const std::string_view name = region.substr(slash + 1);
@@ -246,6 +264,7 @@ void HalyxClientScanner::doPopulateCommandNames(HalyxClientList& clients, Comman
         std::string command = Norvu::Util::readPidCmdline(debugHandler(), pid, proc_);
         command.resize(std::min(command.find(' '), command.size()));
         command.erase(0, command.rfind('/') + 1);
+        command.resize(std::min(command.size(), kMostName));
         commandCache.emplace(pid, command);
         client.command = command;
         trace(5, __LINE__, "doPopulateCommandNames",

@@ -109,10 +109,10 @@ void* Shared::resize(unsigned size) {
     return base;
 }
 
-void Shared::populate() const {
+void Shared::populate([[maybe_unused]] std::size_t end) const {
 #ifdef MADV_POPULATE_READ
     if (descriptor_ >= 0 && region() != nullptr) {
-        ::madvise(region(), size(), MADV_POPULATE_READ);
+        ::madvise(region(), std::min<std::size_t>(end, size()), MADV_POPULATE_READ);
     }
 #endif
 }

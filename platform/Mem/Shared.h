@@ -43,8 +43,8 @@ public:
     /// Unmaps and closes; munmap's result.
     int detach();
 
-    /// Makes every page's first read cheap, as far as the system knows how: a hint, which changes nothing else.
-    void populate() const;
+    /// Makes the first read of every page up to `end` cheap, as far as the system knows how: a hint, which changes nothing else.
+    void populate(std::size_t end) const;
 
     /// Bytes of the open file, of the named file when none is open, 0 when there is none or it is not a regular one.
     /// A size past 4294967295 counts as 4294967295.

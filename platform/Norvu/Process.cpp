@@ -15,9 +15,10 @@ std::string readPidCmdline(Platform::DebugHandler& handler, int pid, const std::
         }
         return {};
     }
+    constexpr std::size_t most = 131072;
     std::string line;
     char piece[4096];
-    for (;;) {
+    while (line.size() < most) {
         const ssize_t got = ::read(file, piece, sizeof piece);
         if (got > 0) {
             line.append(piece, static_cast<std::size_t>(got));

@@ -106,8 +106,12 @@ bool ConquerReaderGeneric::validate(Norvu::Platform::DebugHandler& handler, std:
 void ConquerReaderGeneric::sample() {
     sampleCurrentTable();
     for (const ConquerTableId id : kBoth) {
-        resizeConquer(id);
-        samplePosition(id);
+        // A position past the count that was mapped may be a growth that came between the two: the writer stores the count
+        // before the position passes the old one, so its version has changed by then.
+        do {
+            resizeConquer(id);
+            samplePosition(id);
+        } while (mapping(id).view().word(kCountOffset) != queues_[index(id)].notifications.version);
     }
 }
 
@@ -148,7 +152,6 @@ void ConquerReaderGeneric::resizeConquer(ConquerTableId id) {
     // The count is believed from here on only: what it counts is mapped.
     queue.notifications = pair;
     queue.mapped = true;
-    mapping.populate();
 }
 
 /// Copies one queue; false when the writer switched queues or moved this one's position meanwhile.
@@ -160,7 +163,7 @@ bool ConquerReaderGeneric::copyQueue(ConquerTableId id, std::vector<Notification
     const Queue& queue = queues_[index(id)];
     const std::uint32_t sampledVersion = currentTable_.version;
     const std::uint32_t sampledPosition = queue.currentPos;
-    const std::size_t count = queue.notifications.value;
+    const std::size_t count = records.size();
     const Mem::View slots = view.slice(Layout::kConquerRecordsOffset, count * sizeof(Notification));
 
     // Races with the writer's append at currentPos, and with the switch that empties this queue and fills it again. Either
@@ -179,24 +182,39 @@ bool ConquerReaderGeneric::copyQueue(ConquerTableId id, std::vector<Notification
     return steady();
 }
 
+/// Makes a vector as long as the copy that is asked for: nothing of a queue that is not wanted, and of the valid notifications
+/// no more than there are.
+void ConquerReaderGeneric::makeRoom(ConquerTableId id, bool validOnly, std::vector<Notification>& records) const {
+    const Queue& queue = queues_[index(id)];
+    std::size_t count = 0;
+    if (currentTable_.value < 2 && (!validOnly || isActive(id))) {
+        count = validOnly ? std::min(queue.notifications.value, queue.currentPos) : queue.notifications.value;
+    }
+    if (count > records.size()) {
+        mapping(id).populate(Layout::kConquerRecordsOffset + count * sizeof(Notification));
+    }
+    try {
+        records.resize(count);
+    } catch (const std::exception&) {
+        Norvu::MemoryResourceException::throwException("ConquerReaderGeneric::scan() failed to make room for " +
+                                                       std::to_string(count) + " conquer notifications of " +
+                                                       mapping(id).getFilename());
+    }
+}
+
 /// One pass over the queues that are asked for; false when it has to be repeated.
 bool ConquerReaderGeneric::copyQueues(bool validOnly, std::vector<Notification> (&queues)[2]) {
-    const auto wanted = [&](ConquerTableId id) { return currentTable_.value < 2 && (!validOnly || isActive(id)); };
-    // Room is made before anything is sampled, so that no page is met for the first time while the writer goes on.
-    sampleCurrentTable();
-    for (const ConquerTableId id : kBoth) {
-        resizeConquer(id);
-        queues[index(id)].resize(wanted(id) ? queues_[index(id)].notifications.value : 0);
-    }
+    // Room is made before what counts is sampled, so that no page is met for the first time while the writer goes on.
     sample();
     for (const ConquerTableId id : kBoth) {
-        std::vector<Notification>& records = queues[index(id)];
-        records.resize(wanted(id) ? queues_[index(id)].notifications.value : 0);
-        if (wanted(id) && !copyQueue(id, records)) {
-            return false;
-        }
+        makeRoom(id, validOnly, queues[index(id)]);
     }
-    return true;
+    sample();
+    return std::all_of(std::begin(kBoth), std::end(kBoth), [&](ConquerTableId id) {
+        std::vector<Notification>& records = queues[index(id)];
+        makeRoom(id, validOnly, records);
+        return records.empty() || copyQueue(id, records);
+    });
 }
 
 void ConquerReaderGeneric::scan(std::ostream& out, bool validOnly) {

@@ -63,6 +63,7 @@ private:
     }
     void sampleCurrentTable();
     void samplePosition(ConquerTableId id);
+    void makeRoom(ConquerTableId id, bool validOnly, std::vector<Notification>& records) const;
     bool copyQueue(ConquerTableId id, std::vector<Notification>& records) const;
     bool copyQueues(bool validOnly, std::vector<Notification> (&queues)[2]);
     void drain(std::ostringstream& buffer, std::size_t most) const;

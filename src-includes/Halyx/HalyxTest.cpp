@@ -54,15 +54,19 @@ std::string lookasideText(const SlotTable<EmptyValue>::Header& header, const voi
 /// A copy of the lookaside value, which the writer may be replacing; what the header says of its size is checked first.
 void copyLookaside(const SlotReaderGenericTable& slots, const SlotTable<EmptyValue>::Header& header,
                    Mem::AutoBlob& copy) {
+    constexpr std::size_t begin = offsetof(Layout::SlotTableHeader, lookasideValue);
     const std::size_t size = header.isDynamic() ? sizeof(Plask::Layout::SlabOffset) : header.valueSize;
-    if (header.slotSize < Layout::kSlotValueOffset || size > header.slotSize - Layout::kSlotValueOffset) {
+    // The header itself always has the first bytes.
+    if (size > sizeof header.lookasideValue && size + std::uint64_t{Layout::kSlotValueOffset} > header.slotSize) {
         Norvu::CorruptionDetectedException::throwException(
             "HalyxTest::formatSlotsHeader() bad slotSize: " + std::to_string(header.slotSize) + " wanted at least:" +
             std::to_string(std::uint64_t{Layout::kSlotValueOffset} + size) + " in " + slots.mapping().getFilename());
     }
+    slots.checkValueSize();
+    const Mem::View value = slots.mapping().view().slice(begin, size);
     copy.resize(size);
-    slots.lookasideValue().copy(0, copy.data(), size);
-    slots.mapping().checkRead(offsetof(Layout::SlotTableHeader, lookasideValue) + size);
+    value.copy(0, copy.data(), size);
+    slots.mapping().checkRead(begin + size);
 }
 
 void getSlabHeaders(const RootPath& root, Norvu::Platform::DebugHandler& handler, std::string& out) {

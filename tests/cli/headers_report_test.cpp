@@ -407,6 +407,37 @@ TEST_F(HeadersReport, SlotHeadersWithAFault) {
     }
 }
 
+TEST_F(HeadersReport, ValuesThatTheFilesCannotHold) {
+    CollectionBuilder builder(4, 0);
+    builder.valueType("Blob", 0xffffffe0).slotSize(0xfffffff0);
+    const Collection c = builder.build(root_, "c");
+    const std::string begin = "halyx: SlotReaderGeneric::checkValueSize() bad valueSize: ";
+    Outcome outcome = halyx({"-x", "c"});
+    expectClean(outcome);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.substr(0, begin.size()), begin);
+    // Holes are no bytes.
+    builder.valueType("Blob", 1U << 28).slotSize((1U << 28) + 16);
+    builder.build(root_, "c");
+    c.truncate("slots", (std::size_t{1} << 28) + 4096);
+    outcome = halyx({"-x", "c"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err.substr(0, begin.size()), begin);
+}
+
+TEST_F(HeadersReport, SlotSizesThatNothingFollowsFrom) {
+    for (const std::uint32_t size : {0U, 8U, 0xffffffffU}) {
+        SCOPED_TRACE(size);
+        CollectionBuilder builder(4, 0);
+        builder.valueType("U32", 4).slotSize(size).lookaside(bytesOf(std::uint32_t{4711})).build(root_, "c");
+        const Outcome outcome = halyx({"-x", "c"});
+        EXPECT_EQ(outcome.err, "");
+        expectPart(outcome.out, "\tSlot size: " + std::to_string(size) + " bytes\n");
+        expectPart(outcome.out, "\tLookaside value: 4711\n");
+    }
+}
+
 TEST_F(HeadersReport, SlabHeadersWithAFault) {
     const std::string at = "halyx: SlabReader-3-16::validate() failed: SlabHeader::validate() ";
     const auto expectFault = [&](const CollectionBuilder& builder, const std::string& reason) {
