@@ -8,6 +8,7 @@
 #include "unit/ReaderTest.h"
 #include "unit/scanner/ProcTree.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <optional>
@@ -189,6 +190,32 @@ TEST_F(ClientTraces, OfCollectionsWithoutClients) {
         EXPECT_TRUE(*texts == (Texts{begin, full, less, gone, begin, full, less}) ||
                     *texts == (Texts{begin, less, gone, full, begin, less, full}))
             << ::testing::PrintToString(*texts);
+    }
+}
+
+TEST_F(ClientTraces, OfAWalk) {
+    const auto work = [](const std::string& proc) {
+        const HalyxClientScanner scanner("", nullptr, proc);
+        scanner.extractMmapInfo("/r/a");
+        scanner.extractMmapInfoByTable("/r");
+    };
+    if (const auto texts = traced(5, work)) {
+        EXPECT_EQ(*texts, (Texts{"Extracting mmap info for rootpath: /r/a traversing " + proc_.path(),
+                                 "Extracting mmap info by table for rootpath: /r traversing " + proc_.path()}));
+    }
+}
+
+TEST_F(ClientTraces, OfATablesRecords) {
+    proc_.process("4711", "/usr/bin/server", ProcTree::line("/r/prices/slots") + ProcTree::line("/r/prices/slots"));
+    if (const auto texts = traced(5, [](const std::string& proc) {
+            HalyxTables tables;
+            EXPECT_EQ(HalyxClientScanner("", nullptr, proc).getAllClients("/r", tables), 0);
+        })) {
+        const auto count = [&](const std::string& text) { return std::count(texts->begin(), texts->end(), text); };
+        EXPECT_EQ(count("Analyzing halyx /r/prices with mmapInfo.size: 2"), 1);
+        EXPECT_EQ(count("4711|server|r--s|slots|"), 2);
+        EXPECT_EQ(count("Extracted command  for pid 4711"), 1);
+        EXPECT_EQ(count("Found command  in cache for 4711"), 1);
     }
 }
 
