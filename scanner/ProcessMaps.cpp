@@ -144,7 +144,7 @@ void HalyxClientScanner::walkRegions(const Walk& walk, const std::string& rootPa
     }
     // Wherever the process table is, its own directory counts as one component of the path.
     const std::size_t begin = filePath.compare(0, proc_.size(), proc_) == 0 ? proc_.size() : 0;
-    const std::string pid = getToken("proc" + filePath.substr(begin), 2, "/");
+    const std::string pid = getToken(begin != 0 ? "proc" + filePath.substr(begin) : filePath, 2, "/");
     if (pid.empty()) {
         return;
     }
@@ -159,11 +159,8 @@ void HalyxClientScanner::walkRegions(const Walk& walk, const std::string& rootPa
     const bool details = debugHandler().enabled(9);
     std::string_view line;
     while (lines_.next(line)) {
-        // Most lines name no file at all; without looking for the column, the last letters of the three names tell.
-        if (!details && line.find('/') == std::string_view::npos &&
-            (line.empty() || std::string_view("s1x").find(line.back()) == std::string_view::npos)) {
-            continue;
-        }
+        // As far as its first NUL, like every token of it.
+        line = line.substr(0, line.find('\0'));
         const std::string_view region = regionOf(line);
         if (region.empty()) {
             continue;

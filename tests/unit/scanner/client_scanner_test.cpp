@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <set>
 #include <stdexcept>
+#include <unistd.h>
 
 using namespace Fixtures;
 using Halyx::HalyxClientScanner;
@@ -217,6 +218,36 @@ TEST_F(ClientScanner, ByTableCountsFilesWhereverTheyLie) {
         (Map{{"", {record("slots")}}, {"/tmp", {record("slots"), record("fenix")}}, {"a", {record("conquer.1")}}}));
 }
 
+TEST_F(ClientScanner, ByTableCountsFilesWithoutADirectory) {
+    for (const std::string end : {"", " ", " (deleted)", " more"}) {
+        EXPECT_EQ(ofMapByTable(line("slots" + end) + line("fenix" + end) + line("conquer.1" + end)),
+                  (Map{{"", {"4711|server|r--s|slots|", "4711|server|r--s|fenix|", "4711|server|r--s|conquer.1|"}}}))
+            << end;
+    }
+}
+
+TEST_F(ClientScanner, ALineEndsAtItsFirstNul) {
+    const std::string maps("1-2\0 r--s 0 0:0 1 /var/shmem/halyxes/prices/slots\n", 50);
+    EXPECT_EQ(ofMap(maps), Records{});
+    EXPECT_EQ(ofMapByTable(maps), Map{});
+}
+
+TEST_F(ClientScanner, ThePidIsTheSecondComponentOfAnyPath) {
+    // This machine's process table, and a map that lies elsewhere.
+    const HalyxClientScanner scanner("", "prices");
+    const std::string directory = ::testing::TempDir() + std::to_string(::getpid());
+    if (std::count(directory.begin(), directory.end(), '/') != 2) {
+        GTEST_SKIP() << directory << " is not the second component";
+    }
+    makeDirectories(directory);
+    writeFile(directory + "/maps", line(kPrices + "/slots"));
+    Records records;
+    scanner.extractMmapInfo(kPrices, directory + "/maps", records);
+    std::filesystem::remove_all(directory);
+    EXPECT_EQ(records,
+              (Records{std::to_string(::getpid()) + "|" + scanner.getProcNameForPid("self") + "|r--s|slots|"}));
+}
+
 TEST_F(ClientScanner, ColumnsAreSeparatedByAnyNumberOfBlanks) {
     for (const std::string maps : {"1-2 r--s 0 0:0 1 /var/shmem/halyxes/prices/slots",
                                    "   1-2    r--s  0   0:0     1        /var/shmem/halyxes/prices/slots   \n",
@@ -377,6 +408,7 @@ TEST_F(ClientScanner, ACommandIsTheFirstWordWithoutItsDirectory) {
     EXPECT_EQ(commandOf(" /opt/x/feeder"), "");
     EXPECT_EQ(commandOf(""), "");
     EXPECT_EQ(commandOf(std::string("\0feeder\0", 8)), "");
+    EXPECT_EQ(commandOf(std::string(100000, 'x')), std::string(255, 'x')); // no longer than a file's name can be
 }
 
 TEST_F(ClientScanner, CommandLinesAreReadOncePerProcess) {
