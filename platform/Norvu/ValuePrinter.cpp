@@ -1,6 +1,7 @@
 #include "Norvu/ValuePrinter.h"
 
 #include "Norvu/BuiltinTypes.h"
+#include "Norvu/DescribedTypes.h"
 #include "Norvu/Text.h"
 
 namespace Norvu::Platform {
@@ -12,6 +13,9 @@ void ValuePrinter::toString(const void* value, ValueStyle, std::string& out) con
 std::shared_ptr<ValuePrinter> getValuePrinter(const std::string& typeName, unsigned size) {
     if (std::shared_ptr<ValuePrinter> builtin = makeBuiltinPrinter(typeName, size)) {
         return builtin;
+    }
+    if (std::shared_ptr<ValuePrinter> described = makeDescribedPrinter(typeName, size)) {
+        return described;
     }
     return std::make_shared<ValuePrinter>(size);
 }
