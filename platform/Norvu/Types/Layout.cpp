@@ -63,9 +63,6 @@ void Layout::layOut(TypeId id, unsigned line, unsigned depth) {
         layOutStructure(id, depth);
         break;
     default:
-        if (type.kind == Kind::Enum && !type.complete) {
-            throw DescriptionError(line, "type '" + type.name + "' is not known");
-        }
         laid.size = type.size[abi_];
         laid.align = type.align[abi_];
     }
@@ -95,14 +92,14 @@ void Layout::layOutStructure(TypeId id, unsigned depth) {
     const std::uint32_t most = type.packed ? 1 : type.pack != 0 ? type.pack : ~0U;
     std::uint64_t end = 0; // in bits
     std::uint64_t size = 0;
+    bool afterUnknown = false;
+    bool anyUnknown = false;
     std::uint64_t spare =
         ~std::uint64_t{0}; // where the data of the base class before ends, when it ends before its size
     laid.align = std::max(1U, type.askedAlign);
     for (const Member& member : type.members) {
         const Type& its = declarations_.at(member.type);
-        const bool unknown =
-            (its.kind == Kind::Opaque || ((its.kind == Kind::Struct || its.kind == Kind::Enum) && !its.complete)) &&
-            member.claim && member.claim->size && !member.bits;
+        const bool unknown = its.kind == Kind::Opaque && member.claim && member.claim->size && !member.bits;
         if (unknown) {
             layOutUnknown(member);
         } else {
@@ -137,21 +134,27 @@ void Layout::layOutStructure(TypeId id, unsigned depth) {
             }
         } else {
             std::uint64_t at = roundUp(begin, 8 * std::uint64_t{align});
-            if (unknown) {
-                at = 8 * std::uint64_t{member.claim->offset};
-            } else if (member.ancestor && its.members.empty() && its.kind == Kind::Struct) {
+            if (member.ancestor && its.members.empty() && its.kind == Kind::Struct) {
                 bits = 0; // an empty base takes no room
             }
-            // A class whose base ends in padding may use that for its own members; only a comment can tell.
-            if (!isUnion && member.claim && 8 * std::uint64_t{member.claim->offset} < at &&
-                8 * std::uint64_t{member.claim->offset} >= spare && member.claim->offset % align == 0) {
-                at = 8 * std::uint64_t{member.claim->offset};
+            if (!isUnion && member.claim && member.claim->offset % align == 0) {
+                // A class may put its own members into its base's padding, and a type that nothing declares may have any
+                // alignment: only the comment can tell.
+                const std::uint64_t claimed = 8 * std::uint64_t{member.claim->offset};
+                if ((claimed < at && claimed >= spare) || (claimed > at && (unknown || afterUnknown))) {
+                    at = claimed;
+                }
             }
             place = {at / 8, 0};
             end = at + bits;
             laid.align = std::max(laid.align, align);
         }
-        spare = member.ancestor && inner.dataEnd < inner.size ? 8 * (place.offset + inner.dataEnd) : ~std::uint64_t{0};
+        spare = ~std::uint64_t{0};
+        if (member.ancestor && (unknown || inner.dataEnd < inner.size)) {
+            spare = 8 * (place.offset + (unknown ? 0 : inner.dataEnd));
+        }
+        afterUnknown = unknown;
+        anyUnknown = anyUnknown || unknown;
         laid.places.push_back(place);
         laid.dataEnd = std::max(laid.dataEnd, member.ancestor ? place.offset + inner.dataEnd : roundUp(end, 8) / 8);
         size = std::max(size, roundUp(end, 8) / 8);
@@ -160,6 +163,9 @@ void Layout::layOutStructure(TypeId id, unsigned depth) {
         }
     }
     laid.size = roundUp(size, laid.align);
+    if (anyUnknown && type.claimedSize) {
+        laid.size = std::max<std::uint64_t>(laid.size, *type.claimedSize->size);
+    }
     if (type.members.empty()) {
         laid.size = type.claimedSize ? *type.claimedSize->size : 1; // as C++ has it
         laid.size = std::min<std::uint64_t>(laid.size, laid.align);
@@ -188,8 +194,8 @@ void Layout::checkClaims(TypeId id, std::uint64_t base, unsigned depth) const {
                                                        placeText(claimed, member.bits.has_value()));
             }
             const std::uint64_t size = sizeOf(member.type);
-            if (claim.size && *claim.size != size &&
-                !(member.ancestor && declarations_.at(member.type).members.empty())) {
+            const bool empty = *claim.size == 0 && (declarations_.at(member.type).members.empty());
+            if (*claim.size != size && !empty) {
                 throw DescriptionError(claim.line, "'" + member.name + "' has " + std::to_string(size) +
                                                        " bytes, the comment says " + std::to_string(*claim.size));
             }

@@ -99,6 +99,13 @@ private:
         if (end == std::string_view::npos) {
             throw DescriptionError(line_, "comment without end");
         }
+        // pahole puts a base class's members, comments and all, into a comment: "/* struct Base {" to "}<ancestor>; */".
+        const std::string_view text = rest_.substr(2, end - 2);
+        const bool base = text.substr(0, 8) == " struct " || text.substr(0, 7) == " class ";
+        if (base && text.find('{') != std::string_view::npos && text.find("<ancestor>") == std::string_view::npos) {
+            rest_.remove_prefix(2);
+            return;
+        }
         comment(2, end - 2, end + 2);
     }
 

@@ -416,11 +416,15 @@ private:
         accept("final");
         attributeList(attributes);
         TypeId id = kNoType;
-        if (const auto known = tags_.find(name); !name.empty() && known != tags_.end()) {
+        const auto known = tags_.find(name);
+        // Tools that show structures inside of others show a structure again wherever it is used.
+        const bool again = known != tags_.end() && out_.at(known->second).complete && depth_ > 0 &&
+                           (at("{") || (at(":") && lookAhead(1).kind == TokenKind::Name && lookAhead(2).text == "{"));
+        if (!name.empty() && known != tags_.end() && !again) {
             id = known->second;
         } else {
-            Type type;
-            type.kind = Kind::Opaque;
+            Type type = isEnum ? enumStorage(0, 0, false) : Type();
+            type.kind = isEnum ? Kind::Enum : Kind::Opaque;
             type.name = name;
             type.line = keyword.line;
             id = add(std::move(type));
@@ -534,6 +538,8 @@ private:
         }
         expect("}");
         attributeList(attributes);
+        saidAncestors = saidAncestors || std::any_of(made.members.begin(), made.members.end(),
+                                                     [](const Member& its) { return its.ancestor; });
         if (!saidAncestors) {
             made.members.insert(made.members.begin(), bases.begin(), bases.end());
         }
@@ -608,7 +614,7 @@ private:
         Member base;
         base.ancestor = true;
         base.line = comment.line;
-        base.name = std::string(trimmed(text));
+        base.name = std::string(trimmed(text.substr(0, text.find('{'))));
         if (const auto known = tags_.find(base.name); known != tags_.end()) {
             base.type = known->second;
         } else {
@@ -650,19 +656,55 @@ private:
             skipItem();
             return;
         }
+        if (at("<") && lookAhead(1).text == "ancestor") {
+            expandedAncestor(made, type);
+            return;
+        }
+        if (at(";") && (!isStructure(type) || !out_.at(type).name.empty())) {
+            next(); // declares a type, and no member of it
+            return;
+        }
         do {
-            Member made1;
-            if (!declareMember(type, attributes, made1)) {
+            Member its;
+            if (at("operator") || !declareMember(type, attributes, its)) {
                 at_ = begin;
                 made.members.resize(firstMember);
                 skipItem();
                 return;
             }
-            made1.claim = leading;
-            made.members.push_back(std::move(made1));
+            its.claim = leading;
+            made.members.push_back(std::move(its));
         } while (accept(","));
         expect(";");
         trailing(made, firstMember);
+        // pahole lists the types without a name that are defined in a structure before it comes to the members.
+        const Member& last = made.members.back();
+        if (last.name.empty() && !last.bits && !last.claim && isStructure(type) &&
+            std::any_of(out_.at(type).members.begin(), out_.at(type).members.end(),
+                        [](const Member& inner) { return inner.claim.has_value(); })) {
+            made.members.pop_back();
+        }
+    }
+
+    /// pahole's way to show a base class with its members, of which the lexer has taken the outer comment's begin away.
+    void expandedAncestor(Type& made, TypeId type) {
+        Member base;
+        base.ancestor = true;
+        base.name = out_.at(type).name;
+        base.type = type;
+        base.line = skipComments().line;
+        for (const std::string_view part : {"<", "ancestor", ">", ";", "*", "/"}) {
+            expect(part);
+        }
+        if (peekAny().kind == TokenKind::Comment && peekAny().line == tokens_[at_ - 1].line) {
+            base.claim = claimIn(peekAny());
+            ++at_;
+        }
+        made.members.push_back(std::move(base));
+    }
+
+    [[nodiscard]] bool isStructure(TypeId id) const {
+        return out_.at(id).kind == Kind::Struct || out_.at(id).kind == Kind::Union;
     }
 
     /// Comments behind a member's end, on its line.
@@ -687,15 +729,12 @@ private:
             declarator.type = type;
             declarator.line = skipComments().line;
         } else if (at(";")) {
-            declarator.type = type; // an anonymous structure, or nothing at all
+            declarator.type = type; // an anonymous structure
             declarator.line = skipComments().line;
-            if (out_.at(type).kind != Kind::Struct && out_.at(type).kind != Kind::Union) {
-                return false;
-            }
         } else {
             declarator = declare(type);
         }
-        if (declarator.function) {
+        if (declarator.function || declarator.name == "operator") {
             return false;
         }
         member.name = declarator.name;
@@ -723,8 +762,9 @@ private:
     }
 
     bool isSkipped() {
-        constexpr std::string_view words[] = {"static",   "using",   "friend",   "virtual",       "explicit",
-                                              "template", "typedef", "operator", "static_assert", "_Static_assert"};
+        constexpr std::string_view words[] = {"static",   "using",         "friend",        "virtual",
+                                              "explicit", "extern",        "template",      "typedef",
+                                              "operator", "static_assert", "_Static_assert"};
         return at("~") ||
                (atName() && std::find(std::begin(words), std::end(words), skipComments().text) != std::end(words));
     }
