@@ -70,9 +70,11 @@ void walk(HalyxReaderGeneric& reader, const SlotTableHeader& header, std::ostrea
     const unsigned valueSize = reader.slots().valueSize();
     buffer.resize(valueSize);
     {
-        HalyxScannerBase::MyScanner scanner(
-            out, buffer.data(), style, Norvu::Platform::getValuePrinter(std::string(header.valueTypeText()), valueSize),
-            emptyBuckets);
+        // Plain text is the bytes, whatever the type: nothing is looked up then.
+        const auto printer = style == HalyxTextify::Style::Plain
+                                 ? std::make_shared<Norvu::Platform::ValuePrinter>(valueSize)
+                                 : Norvu::Platform::getValuePrinter(std::string(header.valueTypeText()), valueSize);
+        HalyxScannerBase::MyScanner scanner(out, buffer.data(), style, printer, emptyBuckets);
         reader.scan(scanner, 0, 0xffffffffU, Direction::Up, true);
     }
     out << "Lookaside hits: " << reader.counters().lookasideHits << std::endl

@@ -744,7 +744,7 @@ private:
         member.align = std::max(attributes.align, declarator.attributes.align);
         if (accept(":")) {
             const std::int64_t bits = expression();
-            if (bits < 0 || bits > 64) {
+            if (bits < 0 || bits > 64 || (bits == 0 && !member.name.empty())) {
                 fail(member.line, "a bit-field of " + std::to_string(bits) + " bits");
             }
             member.bits = static_cast<std::uint32_t>(bits);

@@ -1,0 +1,42 @@
+// The parser of type descriptions, and the printers built from what it accepts: any text may come from anyone. The first two
+// bytes are a size to be asked for when the description's own is not small; a value of bytes of the description itself is
+// printed in both styles.
+
+#include "Norvu/DescribedTypes.h"
+#include "Norvu/Types/Layout.h"
+#include "Norvu/Types/Parser.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    using namespace Norvu;
+    const std::string text(data, data + size);
+    for (const auto abi : {Types::Abi::X86_64, Types::Abi::I386}) {
+        try {
+            const Types::Declarations declarations = Types::parse(text, "T");
+            const std::uint64_t bytes = Types::Layout(declarations, abi).sizeOf(declarations.value);
+            constexpr std::uint64_t most = 1U << 16;
+            if (bytes > most) {
+                continue;
+            }
+            const auto printer = Platform::compilePrinter(text, "T", static_cast<unsigned>(bytes));
+            // Of exactly the type's size, so that a read past it is seen.
+            auto* const value = static_cast<unsigned char*>(std::malloc(bytes));
+            for (std::uint64_t i = 0; i < bytes; ++i) {
+                value[i] = size == 0 ? 0 : data[i % size];
+            }
+            for (const auto style : {Platform::ValueStyle::Pretty, Platform::ValueStyle::Json}) {
+                std::string out;
+                printer->toString(value, style, out);
+            }
+            std::free(value);
+        } catch (const Types::DescriptionError&) {
+            // Said, with its line: that is all that a wrong description may do.
+        }
+    }
+    return 0;
+}

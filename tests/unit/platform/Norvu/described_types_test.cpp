@@ -1,0 +1,342 @@
+// Values described by C declarations: how they are laid out, what they print, and what is wrong with a description.
+
+#include "Norvu/DescribedTypes.h"
+#include "Norvu/Types/Layout.h"
+#include "Norvu/Types/Parser.h"
+#include "fixtures/Bytes.h"
+#include "fixtures/ScratchRoot.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"
+#include "data/types/layouts.h"
+#pragma GCC diagnostic pop
+
+using namespace Norvu::Types;
+using Norvu::Platform::compilePrinter;
+using Norvu::Platform::ValueStyle;
+
+namespace {
+
+constexpr Abi kOwnAbi = sizeof(void*) == 8 ? Abi::X86_64 : Abi::I386;
+
+std::string print(const std::string& text, const std::string& name, const std::string& value, ValueStyle style) {
+    std::string out;
+    compilePrinter(text, name, static_cast<unsigned>(value.size()))->toString(value.data(), style, out);
+    return out;
+}
+
+std::string pretty(const std::string& text, const std::string& value) {
+    return print(text, "", value, ValueStyle::Pretty);
+}
+
+std::string json(const std::string& text, const std::string& value) {
+    return print(text, "", value, ValueStyle::Json);
+}
+
+/// "LINE: REASON" of a description that cannot be used for values of `size` bytes.
+std::string fault(const std::string& text, unsigned size = 4) {
+    try {
+        (void)compilePrinter(text, "T", size);
+    } catch (const DescriptionError& error) {
+        return std::to_string(error.line()) + ": " + error.msg();
+    }
+    return "none";
+}
+
+template <typename... Numbers>
+std::string bytes(Numbers... numbers) {
+    return (Fixtures::bytesOf(numbers) + ...);
+}
+
+using u8 = std::uint8_t;
+using u16 = std::uint16_t;
+using u32 = std::uint32_t;
+using u64 = std::uint64_t;
+
+class CompiledLayout : public ::testing::Test {
+protected:
+    /// The layout of `name` in the file, by the rules that this test was compiled by.
+    void use(const std::string& name) {
+        declarations_ = parse(Fixtures::readFile(HALYX_TEST_DATA "/types/layouts.h"), name);
+        layout_.emplace(declarations_, kOwnAbi);
+    }
+    [[nodiscard]] u64 size() const { return layout_->sizeOf(declarations_.value); }
+    [[nodiscard]] u64 offset(const std::string& member) const {
+        const auto& members = declarations_.at(declarations_.value).members;
+        for (std::size_t i = 0; i < members.size(); ++i) {
+            if (members[i].name == member) {
+                return layout_->placesOf(declarations_.value)[i].offset;
+            }
+        }
+        ADD_FAILURE() << "no member " << member;
+        return 0;
+    }
+
+    Declarations declarations_;
+    std::optional<Layout> layout_;
+};
+
+#define EXPECT_PLACE(type, member) EXPECT_EQ(offset(#member), offsetof(type, member))
+
+TEST_F(CompiledLayout, OfPlainMembers) {
+    use("Plain");
+    EXPECT_EQ(size(), sizeof(Plain));
+    EXPECT_PLACE(Plain, s);
+    EXPECT_PLACE(Plain, i);
+    EXPECT_PLACE(Plain, ll);
+    EXPECT_PLACE(Plain, us);
+    EXPECT_PLACE(Plain, u);
+    EXPECT_PLACE(Plain, ull);
+    EXPECT_PLACE(Plain, f);
+    EXPECT_PLACE(Plain, d);
+    EXPECT_PLACE(Plain, b);
+}
+
+TEST_F(CompiledLayout, OfNestedMembers) {
+    use("Nested");
+    EXPECT_EQ(size(), sizeof(Nested));
+    EXPECT_PLACE(Nested, plain);
+    EXPECT_PLACE(Nested, point);
+    EXPECT_PLACE(Nested, name);
+    EXPECT_PLACE(Nested, names);
+}
+
+TEST_F(CompiledLayout, OfPackedAndAlignedMembers) {
+    use("Packed");
+    EXPECT_EQ(size(), sizeof(Packed));
+    EXPECT_PLACE(Packed, b);
+    EXPECT_PLACE(Packed, e);
+    use("Aligned");
+    EXPECT_EQ(size(), sizeof(Aligned));
+    EXPECT_PLACE(Aligned, b);
+    EXPECT_PLACE(Aligned, c);
+    use("Pragma");
+    EXPECT_EQ(size(), sizeof(Pragma));
+    EXPECT_PLACE(Pragma, b);
+    EXPECT_PLACE(Pragma, c);
+}
+
+TEST_F(CompiledLayout, OfUnionsPointersAndEnumerations) {
+    use("Mixed");
+    EXPECT_EQ(size(), sizeof(Mixed));
+    EXPECT_PLACE(Mixed, color);
+    EXPECT_PLACE(Mixed, either);
+    EXPECT_PLACE(Mixed, pointer);
+    EXPECT_PLACE(Mixed, function);
+    EXPECT_PLACE(Mixed, matrix);
+    EXPECT_PLACE(Mixed, tail);
+}
+
+TEST_F(CompiledLayout, OfBitFields) {
+    use("Bits");
+    EXPECT_EQ(size(), sizeof(Bits));
+    EXPECT_PLACE(Bits, e);
+    // The compiler puts the values where it likes; the description must find them there.
+    Bits bits{};
+    bits.a = 5;
+    bits.b = 99;
+    bits.c = -1234;
+    bits.d = 0xabcdef1234;
+    bits.e = 'x';
+    bits.f = 9;
+    bits.g = 300;
+    bits.h = -16;
+    bits.i = -0x123456789abcdef;
+    bits.j = true;
+    EXPECT_EQ(print(Fixtures::readFile(HALYX_TEST_DATA "/types/layouts.h"), "Bits", Fixtures::bytesOf(bits),
+                    ValueStyle::Pretty),
+              "Bits{ a: 5 b: 99 c: -1234 d: 737894404660 e: \"x\" f: 9 g: 300 h: -16 i: -81985529216486895 j: true }");
+    Packed packed{};
+    packed.a = 'y';
+    packed.b = -7;
+    packed.c = 6;
+    packed.d = 0x2aaaaaaa;
+    packed.e = 0.5;
+    EXPECT_EQ(print(Fixtures::readFile(HALYX_TEST_DATA "/types/layouts.h"), "Packed", Fixtures::bytesOf(packed),
+                    ValueStyle::Json),
+              "{\"a\":\"y\",\"b\":-7,\"c\":6,\"d\":715827882,\"e\":0.5}");
+}
+
+TEST(DescribedTypes, TheLastOneOrTheOneNamedIsTheValue) {
+    const std::string text = "struct A { int x; }; struct B { int y; };";
+    EXPECT_EQ(print(text, "A", bytes(u32{1}), ValueStyle::Pretty), "A{ x: 1 }");
+    EXPECT_EQ(print(text, "C", bytes(u32{1}), ValueStyle::Pretty), "B{ y: 1 }");
+    EXPECT_EQ(pretty("typedef unsigned short port_t;", bytes(u16{80})), "80");
+    EXPECT_EQ(pretty("typedef struct { int x; } Point;", bytes(u32{7})), "Point{ x: 7 }");
+    EXPECT_EQ(pretty("enum E { A = 1, B };", bytes(u32{2})), "B");
+    EXPECT_EQ(json("enum E { A = 1, B };", bytes(u32{9})), "9");
+}
+
+TEST(DescribedTypes, PrintFieldsInBothStyles) {
+    const std::string text = "struct Service { uint16_t port; char proto[4]; char name[8]; bool up; };";
+    const std::string value =
+        bytes(u16{80}) + std::string("tcp\0", 4) + std::string("a\"b\x1b\0zzz", 8) + std::string("\1\0", 2);
+    EXPECT_EQ(print(text, "Service", value, ValueStyle::Pretty).substr(0, 17), "Service{ port: 80");
+    EXPECT_EQ(pretty("struct S { uint16_t port; char proto[4]; char name[8]; };", value.substr(0, 14)),
+              "S{ port: 80 proto: \"tcp\" name: \"a\\\"b\\x1b\" }");
+    EXPECT_EQ(json("struct S { uint16_t port; char proto[4]; char name[8]; };", value.substr(0, 14)),
+              "{\"port\":80,\"proto\":\"tcp\",\"name\":\"a\\\"b\\u001b\"}");
+}
+
+TEST(DescribedTypes, PrintArraysAndWhatIsInThem) {
+    const std::string three = bytes(u16{1}, u16{2}, u16{3}, u16{4}, u16{5}, u16{6});
+    EXPECT_EQ(pretty("struct S { short a[2][3]; };", three), "S{ a: [ [ 1 2 3 ] [ 4 5 6 ] ] }");
+    EXPECT_EQ(json("struct S { short a[2][3]; };", three), "{\"a\":[[1,2,3],[4,5,6]]}");
+    EXPECT_EQ(pretty("struct S { struct { short x, y; } p[3]; };", three),
+              "S{ p: [ { x: 1 y: 2 } { x: 3 y: 4 } { x: 5 y: 6 } ] }");
+    EXPECT_EQ(json("struct S { struct P { short x, y; } p[3]; };", three),
+              "{\"p\":[{\"x\":1,\"y\":2},{\"x\":3,\"y\":4},{\"x\":5,\"y\":6}]}");
+    EXPECT_EQ(pretty("struct S { char n[3][4]; };", std::string("ab\0\0cdefg\0\0\0", 12)),
+              "S{ n: [ \"ab\" \"cdef\" \"g\" ] }");
+    EXPECT_EQ(json("struct S { int a; int rest[]; };", bytes(u32{1})), "{\"a\":1,\"rest\":[]}");
+    EXPECT_EQ(pretty("struct S { int a; int rest[0]; };", bytes(u32{1})), "S{ a: 1 rest: [ ] }");
+}
+
+TEST(DescribedTypes, UnionsAreTheirFirstMember) {
+    EXPECT_EQ(pretty("struct S { union { int i; float f; } u; };", bytes(u32{5})), "S{ u: 5 }");
+    EXPECT_EQ(json("struct S { union { struct { short a, b; } p; int i; }; };", bytes(u16{1}, u16{2})),
+              "{\"p\":{\"a\":1,\"b\":2}}");
+    EXPECT_EQ(json("struct S { union { struct { short a, b; }; int i; }; };", bytes(u16{1}, u16{2})),
+              "{\"a\":1,\"b\":2}");
+}
+
+TEST(DescribedTypes, AnnotationsChooseTheText) {
+    EXPECT_EQ(pretty("struct S { uint32_t a; /* ipv4 */ };", std::string("\x7f\0\0\1", 4)), "S{ a: 127.0.0.1 }");
+    EXPECT_EQ(json("struct S { uint8_t a[4]; // ipv4\n};", std::string("\x7f\0\0\1", 4)), "{\"a\":\"127.0.0.1\"}");
+    EXPECT_EQ(json("struct S { uint8_t a[16]; /* ipv6 */ };", std::string(15, '\0') + "\1"), "{\"a\":\"::1\"}");
+    EXPECT_EQ(pretty("struct S { uint8_t a[6]; /* mac */ };", "\x01\x02\x03\xaa\xbb\xcc"), "S{ a: 01:02:03:aa:bb:cc }");
+    EXPECT_EQ(pretty("struct S { uint16_t a; /* be */ };", std::string("\1\2", 2)), "S{ a: 258 }");
+    EXPECT_EQ(pretty("struct S { uint32_t a; /* be hex */ };", "\1\2\3\4"), "S{ a: 0x1020304 }");
+    EXPECT_EQ(json("struct S { unsigned char a[4]; /* hex */ };", "\xde\xad\xbe\xef"), "{\"a\":\"deadbeef\"}");
+    EXPECT_EQ(pretty("struct S { uint8_t a[4]; /* string */ };", std::string("ab\0c", 4)), "S{ a: \"ab\" }");
+    EXPECT_EQ(pretty("struct S { uint32_t a; /* time */ };", bytes(u32{951827696})), "S{ a: 2000-02-29T12:34:56Z }");
+    EXPECT_EQ(json("struct S { int64_t a; /* time */ };", bytes(u64(-1))), "{\"a\":\"1969-12-31T23:59:59Z\"}");
+    EXPECT_EQ(pretty("struct S { int a; /* the time of day */ };", bytes(u32{1})), "S{ a: 1 }");
+    EXPECT_EQ(fault("struct S {\nuint32_t a; /* mac */ };"), "2: /* mac */ needs a field of 6 bytes");
+    EXPECT_EQ(fault("struct S {\nfloat a; /* time */ };"), "2: /* time */ needs an integer");
+}
+
+TEST(DescribedTypes, NumbersAtTheirLimits) {
+    EXPECT_EQ(json("struct S { uint64_t a; int64_t b; };", bytes(~u64{0}, u64{1} << 63)),
+              "{\"a\":18446744073709551615,\"b\":-9223372036854775808}");
+    EXPECT_EQ(json("struct S { float a, b; };", bytes(0.1F, std::numeric_limits<float>::infinity())),
+              "{\"a\":0.1,\"b\":null}");
+    EXPECT_EQ(pretty("struct S { void* p; };", bytes(u64{0xfedc})), "S{ p: 0xfedc }");
+    EXPECT_EQ(json("struct S { void* p; };", bytes(u32{0xfedc})), "{\"p\":\"0xfedc\"}"); // by the 32-bit rules
+}
+
+TEST(DescribedTypes, CommentsOfToolsAreHeldAgainstTheLayout) {
+    EXPECT_EQ(pretty("struct S {\n\tint a; /* 0 4 */\n\tint b; /* 4 4 */\n\t/* size: 8, cachelines: 1 */\n};",
+                     bytes(u32{1}, u32{2})),
+              "S{ a: 1 b: 2 }");
+    EXPECT_EQ(fault("struct S {\n\tint a; /* 0 4 */\n\tint b; /* 8 4 */\n};", 8),
+              "3: 'b' is at offset 4, the comment says 8");
+    EXPECT_EQ(fault("struct S {\n\tint a; /* 0 8 */\n};"), "2: 'a' has 4 bytes, the comment says 8");
+    EXPECT_EQ(fault("struct S {\n\tint a;\n\t/* size: 12, members: 1 */\n};"),
+              "3: 'S' has 4 bytes, the comment says 12");
+    EXPECT_EQ(pretty("/* offset | size */  type = struct S {\n/*  0 | 4 */ int a;\n/*  4 | 4 */ int b;\n"
+                     "/* total size: 8 bytes */\n}",
+                     bytes(u32{1}, u32{2})),
+              "S{ a: 1 b: 2 }");
+    EXPECT_EQ(fault("type = struct S {\n/*  0 | 4 */ int a;\n/*  6 | 2 */ short b;\n}", 8),
+              "3: 'b' is at offset 4, the comment says 6");
+}
+
+TEST(DescribedTypes, FaultsNameTheirLineAndReason) {
+    EXPECT_EQ(fault(""), "1: no struct, union, enum or typedef in the file");
+    EXPECT_EQ(fault("int x;"), "1: expected a struct, union, enum or typedef before 'int'");
+    EXPECT_EQ(fault("struct S {\n int a;"), "2: '{' without '}'");
+    EXPECT_EQ(fault("struct S { int a;\n int b"), "2: expected ';' before the end of the file");
+    EXPECT_EQ(fault("struct S { int a; };"), "none");
+    EXPECT_EQ(fault("struct S { int a; };", 5),
+              "1: 'S' has 4 bytes (4 by the 32-bit rules), the collection's values have 5");
+    EXPECT_EQ(fault("struct S {\n struct Other o;\n};"), "2: type 'Other' is not known");
+    EXPECT_EQ(fault("struct S {\n struct S s;\n};"), "2: 'S' contains itself");
+    EXPECT_EQ(fault("struct S { int a; };\nstruct S { int b; };"), "2: 'S' is defined twice");
+    EXPECT_EQ(fault("struct S { int a[-1]; };"), "1: an array of -1 elements");
+    EXPECT_EQ(fault("struct S { int a[2000000000]; };"), "1: too large");
+    EXPECT_EQ(fault("struct S { int a : 40; };"), "1: a bit-field of 40 bits of such a type");
+    EXPECT_EQ(fault("struct S { int a : 0; };"), "1: a bit-field of 0 bits");
+    EXPECT_EQ(fault("/* no end"), "1: comment without end");
+    EXPECT_EQ(fault("struct S { int a[1/0]; };"), "1: a constant that cannot be computed");
+    EXPECT_EQ(fault("struct S { unsigned double a; };"), "1: no such combination of type names");
+    EXPECT_EQ(fault("struct S { int a; } @"), "1: unexpected character with code 64");
+}
+
+TEST(DescribedTypes, NestingAndNumbersAreBounded) {
+    std::string deep;
+    for (int i = 0; i < 1000; ++i) {
+        deep += "struct S { ";
+    }
+    EXPECT_EQ(fault(deep), "1: nested more than 32 deep");
+    EXPECT_EQ(fault("struct S { int a[" + std::string(1000, '(')), "1: nested more than 32 deep");
+    EXPECT_EQ(fault("struct S { int " + std::string(100000, '*') + "a; };", 8), "1: too many types");
+    std::string wide = "struct E { ";
+    for (int i = 0; i < 30000; ++i) {
+        wide += "char a" + std::to_string(i) + "[0]; ";
+    }
+    EXPECT_EQ(fault(wide + "char b; }; struct S { struct E e[1000]; };", 1000),
+              "1: a value has far more fields than bytes");
+}
+
+TEST(DescribedTypes, ReadWhatPaholePrints) {
+    // Written by pahole 1.24 for a C++ program; the sizes are the compiler's.
+    const std::pair<const char*, unsigned> kTypes[] = {
+        {"S1", 16},  {"S2", 88},  {"S3", 16},  {"U1", 8},   {"S4", 16}, {"S5", 15},  {"S6", 32},
+        {"S7", 40},  {"C8", 24},  {"S10", 56}, {"S11", 40}, {"ND", 12}, {"S14", 16}, {"S15", 112},
+        {"S16", 40}, {"S17", 96}, {"S18", 32}, {"S19", 48}, {"S20", 8}, {"S21", 12}};
+    for (const auto& [name, size] : kTypes) {
+        SCOPED_TRACE(name);
+        const std::string text = Fixtures::readFile(std::string(HALYX_TEST_DATA "/types/pahole/") + name + ".h");
+        ASSERT_FALSE(text.empty());
+        EXPECT_EQ(fault(text, size), "none");
+    }
+}
+
+class DescriptionFiles : public ::testing::Test {
+protected:
+    void SetUp() override { ::setenv("HALYX_TYPE_PATH", (root_.file("none") + "::" + root_.path()).c_str(), 1); }
+    void TearDown() override { ::unsetenv("HALYX_TYPE_PATH"); }
+
+    static std::string text(const std::string& type, const std::string& value) {
+        std::string out;
+        ::testing::internal::CaptureStderr();
+        Norvu::Platform::getValuePrinter(type, static_cast<unsigned>(value.size()))
+            ->toString(value.data(), ValueStyle::Pretty, out);
+        return ::testing::internal::GetCapturedStderr() + out;
+    }
+
+    Fixtures::ScratchRoot root_;
+};
+
+TEST_F(DescriptionFiles, AreFoundByTheTypesName) {
+    Fixtures::writeFile(root_.file("Point.h"), "struct Point { short x, y; };");
+    Fixtures::writeFile(root_.file("std::pair<int, int>.h"), "struct P { short x, y; };");
+    EXPECT_EQ(text("Point", bytes(u16{1}, u16{2})), "Point{ x: 1 y: 2 }");
+    EXPECT_EQ(text("std::pair<int, int>", bytes(u16{1}, u16{2})), "P{ x: 1 y: 2 }");
+    EXPECT_EQ(text("Other", bytes(u16{1}, u16{2})), "01000200");
+    EXPECT_EQ(text("../" + root_.path().substr(root_.path().rfind('/') + 1) + "/Point", bytes(u16{1}, u16{2})),
+              "01000200");
+    EXPECT_EQ(text("U32", bytes(u32{7})), "7"); // the built-in types are not looked for
+}
+
+TEST_F(DescriptionFiles, ThatCannotBeUsedAreNamedAndTheBytesPrinted) {
+    Fixtures::writeFile(root_.file("Bad.h"), "struct Bad {\n  int x\n};");
+    EXPECT_EQ(text("Bad", bytes(u16{1})), "halyx: " + root_.file("Bad.h") + ":3: expected ';' before '}'\n0100");
+    Fixtures::writeFile(root_.file("Point.h"), "struct Point { short x, y; };");
+    EXPECT_EQ(text("Point", bytes(u16{1})),
+              "halyx: " + root_.file("Point.h") +
+                  ":1: 'Point' has 4 bytes (4 by the 32-bit rules), the collection's values have 2\n0100");
+    Fixtures::makeDirectories(root_.file("Folder.h"));
+    EXPECT_EQ(text("Folder", bytes(u16{1})), "halyx: " + root_.file("Folder.h") + ":1: is not a regular file\n0100");
+}
+
+} // namespace
