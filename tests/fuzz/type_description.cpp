@@ -1,6 +1,5 @@
-// The parser of type descriptions, and the printers built from what it accepts: any text may come from anyone. The first two
-// bytes are a size to be asked for when the description's own is not small; a value of bytes of the description itself is
-// printed in both styles.
+// The parser of type descriptions, and the printers built from what it accepts: any text may come from anyone. A value
+// made of the description's own bytes is printed in both styles, from memory of exactly the type's size.
 
 #include "Norvu/DescribedTypes.h"
 #include "Norvu/Types/Layout.h"
