@@ -39,7 +39,7 @@ protected:
     /// Reports in both forms until the time is over.
     void reportWhile(const QueueWriter::Plan& plan) {
         const QueueWriter writer(root_.path(), "live", plan, static_cast<std::uint32_t>(random_()));
-        for (const Timer timer(seconds()); !timer.over();) {
+        for (const Timer timer(seconds()); !timer.over(restarts_ > 0 && writer.switches() > 10);) {
             ASSERT_TRUE(writer.running());
             if (!report(writer, plan, false) || !report(writer, plan, true)) {
                 break;
@@ -171,14 +171,16 @@ TEST_F(QueuesLive, ThatComeRoundWhileAReportHasToWait) {
     // is often what it was before: only the version of tableId tells then.
     const QueueWriter::Plan plan{.records = 20000, .most = 20000, .longestPause = 0};
     const QueueWriter writer(root_.path(), "live", plan, static_cast<std::uint32_t>(random_()));
-    for (const Timer timer(seconds()); !timer.over() && !HasFailure();) {
+    for (const Timer timer(seconds()); !timer.over(restarts_ > 0 && writer.switches() > 10) && !HasFailure();) {
         const bool validOnly = random_() % 4 == 0;
+        const unsigned longest =
+            random_() % 2 == 0 ? 150 : 10000; // a program with sanitizers is slow to come to the copy
         writer.pause();
         const std::uint64_t least = writer.appended();
         Process& reader = prepare(validOnly ? Arguments{"-q", "-v", "live"} : Arguments{"-q", "live"});
         reader.limitSeconds(kMostSeconds).start();
         for (unsigned turn = 0; turn < 30; ++turn) {
-            ::usleep(static_cast<useconds_t>(random_() % 150));
+            ::usleep(static_cast<useconds_t>(random_() % longest));
             reader.signal(SIGSTOP);
             siginfo_t information{};
             ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(reader.pid()), &information, WSTOPPED | WEXITED | WNOWAIT), 0);
@@ -203,7 +205,7 @@ TEST_F(QueuesLive, ThatComeRoundWhileAReportHasToWait) {
 TEST_F(QueuesLive, GrowingAllTheTime) {
     const QueueWriter::Plan plan{.records = 1, .most = 60000, .longestBurst = 40, .longestPause = 100};
     const Timer timer(seconds());
-    for (unsigned round = 0; !timer.over() && !HasFailure(); ++round) {
+    for (unsigned round = 0; !timer.over(counts_.size() > 4) && !HasFailure(); ++round) {
         const std::string collection = "grow" + std::to_string(round);
         const QueueWriter writer(root_.path(), collection, plan, static_cast<std::uint32_t>(random_()));
         for (const Timer growing(1);
@@ -354,7 +356,7 @@ TEST_F(QueueIncarnations, ThatComeWhileAReportHasToWait) {
         expectClean(first->wait());
     }
     unsigned waited = 0;
-    for (const Timer timer(seconds()); !timer.over() && !HasFailure();) {
+    for (const Timer timer(seconds()); !timer.over(waited > 0) && !HasFailure();) {
         const Arguments arguments = random_() % 2 == 0 ? Arguments{"-x", "live"} : Arguments{"-q", "live"};
         Process& reader = prepare(arguments);
         reader.limitSeconds(kMostSeconds).start();
