@@ -4,14 +4,21 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 
 namespace Norvu::Types {
 
 namespace {
 
+// What a description may ask for: a short one can name as much as two to the power of its nesting.
 constexpr std::size_t kMostOperations = 100000;
-/// Fields that a value may have without having as many bytes.
-constexpr std::uint64_t kSpareFields = 4096;
+constexpr std::uint64_t kMostVisits = 1000000; ///< of members, while compiling
+constexpr std::size_t kMostText = 16U << 20;   ///< bytes of names and punctuation, kept for one style
+/// Members and characters of a value's text that it may have for each byte, and besides.
+constexpr std::uint64_t kMembersAByte = 32;
+constexpr std::uint64_t kSpareMembers = 4096;
+constexpr std::uint64_t kTextAByte = 1024;
+constexpr std::uint64_t kSpareText = 1U << 20;
 
 } // namespace
 
@@ -22,11 +29,9 @@ public:
 
     void run() {
         const std::uint64_t bytes = layout_.sizeOf(declarations_.value);
-        most_ = 16 * bytes + kSpareFields;
-        Member whole;
-        whole.line = declarations_.at(declarations_.value).line;
-        whole.type = declarations_.value;
-        value(declarations_.value, whole, 0, 0);
+        most_ = kMembersAByte * bytes + kSpareMembers;
+        mostText_ = kTextAByte * bytes + kSpareText;
+        show(wholeOf(declarations_));
         add({}, 0);
         // The texts move while they are gathered; from now on they stay.
         for (std::size_t i = 0; i < begins_.size(); ++i) {
@@ -39,7 +44,14 @@ public:
     }
 
 private:
-    void text(std::string_view text) { pending_ += text; }
+    void text(std::string_view text) {
+        pending_ += text;
+        kept_ += text.size();
+        said_ += times_ * text.size();
+        if (said_ > mostText_ || kept_ > kMostText) {
+            throw DescriptionError(1, "a value has far more text than bytes");
+        }
+    }
 
     void add(Operation operation, unsigned line) {
         if (program_.operations_.size() == kMostOperations) {
@@ -50,85 +62,51 @@ private:
         program_.text_ += pending_;
         pending_.clear();
         program_.operations_.push_back(operation);
-        done_ += times_;
-        if (done_ > most_) {
+        count(line, 1);
+    }
+
+    void count(unsigned line, std::uint64_t members) {
+        visits_ += members;
+        done_ += times_ * members;
+        if (done_ > most_ || visits_ > kMostVisits) {
             throw DescriptionError(line, "a value has far more fields than bytes");
         }
     }
 
-    [[nodiscard]] static bool hasShape(const Notes& notes) {
-        return notes.ipv4 || notes.ipv6 || notes.mac || notes.string;
-    }
-
-    void value(TypeId id, const Member& member, std::uint64_t offset, std::uint32_t bit) {
-        const Type& type = declarations_.at(id);
-        const std::uint64_t size = layout_.sizeOf(id);
-        const bool bytes = type.kind == Kind::Array && isByte(type.element);
-        if (hasShape(member.notes) && (type.kind != Kind::Array || bytes)) {
-            shaped(member, offset, size, bytes || type.kind == Kind::Character);
-            return;
+    /// Members of a structure, those without a name and of anonymous structures included.
+    [[nodiscard]] std::uint64_t membersOf(TypeId id) const {
+        std::uint64_t members = 0;
+        for (const Member& member : declarations_.at(id).members) {
+            const Kind kind = declarations_.at(member.type).kind;
+            const bool anonymous = member.name.empty() && (kind == Kind::Struct || kind == Kind::Union);
+            members += 1 + (anonymous ? membersOf(member.type) : 0);
         }
-        switch (type.kind) {
-        case Kind::Array:
-            if (declarations_.at(type.element).kind == Kind::Character && !member.notes.hex) {
-                field(Operation::Code::Text, offset, size, member.line);
-            } else if (bytes && member.notes.hex) {
-                field(Operation::Code::Bytes, offset, size, member.line);
-            } else {
-                array(type, member, offset);
-            }
-            break;
-        case Kind::Struct:
-            structure(id, member, offset);
-            break;
-        case Kind::Union:
-            onlyMember(id, member, offset);
-            break;
-        default:
-            scalar(type, member, offset, bit, size);
-        }
+        return members;
     }
 
-    [[nodiscard]] bool isByte(TypeId id) const {
-        const Type& type = declarations_.at(id);
-        return (type.kind == Kind::Integer || type.kind == Kind::Character) && layout_.sizeOf(id) == 1;
-    }
-
-    void field(Operation::Code code, std::uint64_t offset, std::uint64_t size, unsigned line) {
+    void show(const Part& part) {
+        const Type& type = declarations_.at(part.member.type);
         Operation operation;
-        operation.code = code;
-        operation.offset = static_cast<std::uint32_t>(offset);
-        operation.size = static_cast<std::uint32_t>(size);
-        add(operation, line);
-    }
-
-    /// A field that an annotation says how to show, whatever its type is: addresses and text are bytes in the order of memory.
-    void shaped(const Member& member, std::uint64_t offset, std::uint64_t size, bool bytes) {
-        const auto need = [&](const char* note, std::uint64_t wanted) {
-            if (size != wanted || member.bits) {
-                throw DescriptionError(member.line, std::string("/* ") + note + " */ needs a field of " +
-                                                        std::to_string(wanted) + " bytes");
-            }
-        };
-        if (member.notes.ipv4) {
-            need("ipv4", 4);
-            field(Operation::Code::Ipv4, offset, size, member.line);
-        } else if (member.notes.ipv6) {
-            need("ipv6", 16);
-            field(Operation::Code::Ipv6, offset, size, member.line);
-        } else if (member.notes.mac) {
-            need("mac", 6);
-            field(Operation::Code::Mac, offset, size, member.line);
+        if (const std::optional<Field> field = fieldOf(declarations_, layout_, part)) {
+            operation.step = Operation::Step::Show;
+            operation.field = *field;
+            operation.target = field->code == Field::Code::Enum ? enumeration(type) : 0;
+            add(operation, part.member.line);
+        } else if (type.kind == Kind::Array) {
+            array(type, part);
+        } else if (type.kind == Kind::Struct) {
+            structure(type, part);
+        } else if (const std::optional<Part> only = onlyPartOf(declarations_, layout_, part)) {
+            count(part.member.line, 1);
+            show(*only);
         } else {
-            if (!bytes) {
-                throw DescriptionError(member.line, "/* string */ needs an array of bytes");
-            }
-            field(Operation::Code::Text, offset, size, member.line);
+            text(json_ ? "{}" : "{ }");
         }
     }
 
-    void array(const Type& type, const Member& member, std::uint64_t offset) {
+    void array(const Type& type, const Part& part) {
         const std::uint64_t size = layout_.sizeOf(type.element);
+        const unsigned line = part.member.line;
         if (type.count == 0 || size == 0) {
             text(json_ ? "[]" : "[ ]");
             return;
@@ -136,28 +114,30 @@ private:
         text("[");
         const std::size_t begin = program_.operations_.size();
         Operation operation;
-        operation.code = Operation::Code::Begin;
-        operation.offset = static_cast<std::uint32_t>(offset);
+        operation.step = Operation::Step::Begin;
+        operation.field.offset = static_cast<std::uint32_t>(part.offset);
         operation.count = type.count;
-        add(operation, member.line);
+        add(operation, line);
         const std::uint64_t outer = times_;
         times_ = std::min(times_ * type.count, most_ + 1);
         if (!json_) {
             text(" ");
         }
-        value(type.element, member, 0, 0);
+        Part element = elementOf(declarations_, layout_, part, 0);
+        element.offset = 0; // each element's operations count from its own begin
+        show(element);
         // What stands behind an element's last field comes before the jump back.
         if (!pending_.empty()) {
-            addLiteral(member.line);
+            addLiteral(line);
         }
         if (json_) {
             text(",");
         }
         Operation end;
-        end.code = Operation::Code::End;
-        end.size = static_cast<std::uint32_t>(size);
+        end.step = Operation::Step::End;
+        end.field.size = static_cast<std::uint32_t>(size);
         end.target = static_cast<std::uint32_t>(begin + 1);
-        add(end, member.line);
+        add(end, line);
         times_ = outer;
         program_.operations_[begin].target = static_cast<std::uint32_t>(program_.operations_.size() - 1);
         text(json_ ? "]" : " ]");
@@ -166,115 +146,35 @@ private:
     /// Text on its own, as a field of no bytes.
     void addLiteral(unsigned line) {
         Operation literal;
-        literal.code = Operation::Code::Literal;
+        literal.step = Operation::Step::Literal;
         add(literal, line);
     }
 
-    void structure(TypeId id, const Member& member, std::uint64_t offset) {
-        const Type& type = declarations_.at(id);
+    void structure(const Type& type, const Part& part) {
         if (!json_) {
             text(type.name);
         }
         text("{");
+        count(part.member.line, membersOf(part.member.type));
         bool first = true;
-        members(id, member.notes, offset, first);
+        for (const Part& inner : partsOf(declarations_, layout_, part)) {
+            name(inner.member.name, first);
+            first = false;
+            show(inner);
+        }
         text(json_ ? "}" : " }");
     }
 
-    void members(TypeId id, const Notes& notes, std::uint64_t offset, bool& first) {
-        const Type& type = declarations_.at(id);
-        const std::size_t shown =
-            type.kind == Kind::Union ? std::min<std::size_t>(1, type.members.size()) : type.members.size();
-        for (std::size_t i = 0; i < shown; ++i) {
-            Member its = type.members[i];
-            its.notes.bigEndian = its.notes.bigEndian || notes.bigEndian;
-            const Place& place = layout_.placesOf(id)[i];
-            const Kind kind = declarations_.at(its.type).kind;
-            if (its.name.empty()) {
-                if (!its.bits && (kind == Kind::Struct || kind == Kind::Union)) {
-                    members(its.type, its.notes, offset + place.offset, first); // its members count as the outer's
-                }
-                continue;
-            }
-            named(its, offset + place.offset, place.bit, first);
-        }
-    }
-
-    void named(const Member& member, std::uint64_t offset, std::uint32_t bit, bool& first) {
+    void name(const std::string& name, bool first) {
         if (json_) {
             text(first ? "\"" : ",\"");
-            text(member.name);
+            text(name);
             text("\":");
         } else {
             text(" ");
-            text(member.name);
+            text(name);
             text(": ");
         }
-        first = false;
-        value(member.type, member, offset, bit);
-    }
-
-    /// A union is shown as its first member.
-    void onlyMember(TypeId id, const Member& member, std::uint64_t offset) {
-        const Type& type = declarations_.at(id);
-        if (type.members.empty()) {
-            text(json_ ? "{}" : "{ }");
-            return;
-        }
-        Member first = type.members.front();
-        first.notes.bigEndian = first.notes.bigEndian || member.notes.bigEndian;
-        const Place& place = layout_.placesOf(id).front();
-        value(first.type, first, offset + place.offset, place.bit);
-    }
-
-    void scalar(const Type& type, const Member& member, std::uint64_t offset, std::uint32_t bit, std::uint64_t size) {
-        Operation operation;
-        operation.offset = static_cast<std::uint32_t>(offset);
-        operation.size = static_cast<std::uint32_t>(size);
-        operation.isSigned = type.isSigned;
-        operation.bigEndian = (type.bigEndian || member.notes.bigEndian) && size > 1;
-        if (member.bits) {
-            if (operation.bigEndian && member.notes.bigEndian) {
-                throw DescriptionError(member.line, "/* be */ of a bit-field is not supported");
-            }
-            operation.bigEndian = false;
-            operation.bit = static_cast<std::uint8_t>(bit);
-            operation.bits = static_cast<std::uint8_t>(*member.bits);
-        }
-        using Code = Operation::Code;
-        switch (type.kind) {
-        case Kind::Bool:
-            operation.code = Code::Bool;
-            break;
-        case Kind::Character:
-            operation.code = member.bits ? Code::Signed : Code::Text;
-            break;
-        case Kind::Float:
-            operation.code = size == 4 ? Code::Float : size == 8 ? Code::Double : Code::LongDouble;
-            break;
-        case Kind::Enum:
-            operation.code = Code::Enum;
-            operation.target = enumeration(type);
-            break;
-        case Kind::Pointer:
-            operation.code = Code::Pointer;
-            break;
-        case Kind::Opaque:
-            operation.code = Code::Bytes;
-            break;
-        default:
-            operation.code = type.isSigned ? Code::Signed : Code::Unsigned;
-        }
-        if (type.kind == Kind::Integer || type.kind == Kind::Enum) {
-            if (member.notes.time) {
-                operation.code = Code::Time;
-            } else if (member.notes.hex) {
-                operation.code = Code::HexNumber;
-            }
-        } else if (member.notes.time) {
-            throw DescriptionError(member.line, "/* time */ needs an integer");
-        }
-        add(operation, member.line);
     }
 
     std::uint32_t enumeration(const Type& type) {
@@ -324,7 +224,11 @@ private:
     std::map<const Type*, std::uint32_t> enumerations_;
     std::uint64_t times_ = 1; ///< how often the operations that are added now are run
     std::uint64_t done_ = 0;
+    std::uint64_t visits_ = 0;
     std::uint64_t most_ = 0;
+    std::size_t kept_ = 0;
+    std::uint64_t said_ = 0;
+    std::uint64_t mostText_ = 0;
 };
 
 Program::Program(const Declarations& declarations, const Layout& layout, Platform::ValueStyle style)

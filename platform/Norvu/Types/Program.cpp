@@ -60,14 +60,13 @@ std::int64_t signExtended(std::uint64_t word, unsigned bits) {
     return static_cast<std::int64_t>(word << unused) >> unused;
 }
 
-std::uint64_t numberOf(const Operation& operation, const unsigned char* at) {
-    return operation.bits != 0 ? loadBits(at, operation.bit, operation.bits)
-                               : load(at, operation.size, operation.bigEndian);
+std::uint64_t numberOf(const Field& field, const unsigned char* at) {
+    return field.bits != 0 ? loadBits(at, field.bit, field.bits) : load(at, field.size, field.bigEndian);
 }
 
-std::int64_t signedOf(const Operation& operation, const unsigned char* at) {
-    const unsigned bits = operation.bits != 0 ? operation.bits : 8 * operation.size;
-    return signExtended(numberOf(operation, at), bits);
+std::int64_t signedOf(const Field& field, const unsigned char* at) {
+    const unsigned bits = field.bits != 0 ? field.bits : 8 * field.size;
+    return signExtended(numberOf(field, at), bits);
 }
 
 template <typename Number>
@@ -82,10 +81,10 @@ void appendHexNumber(std::string& out, std::uint64_t number) {
 }
 
 template <typename Number>
-void appendFloat(std::string& out, const Operation& operation, const unsigned char* at, bool json) {
+void appendFloat(std::string& out, const Field& field, const unsigned char* at, bool json) {
     unsigned char bytes[sizeof(Number)] = {};
-    const std::size_t size = std::min<std::size_t>(operation.size, sizeof bytes);
-    if (operation.bigEndian) {
+    const std::size_t size = std::min<std::size_t>(field.size, sizeof bytes);
+    if (field.bigEndian) {
         std::reverse_copy(at, at + size, bytes);
     } else {
         std::memcpy(bytes, at, size);
@@ -151,44 +150,42 @@ void Program::printEnum(const Operation& operation, std::int64_t value, std::str
         quote(out);
         out += found->text;
         quote(out);
-    } else if (operation.isSigned) {
+    } else if (operation.field.isSigned) {
         appendNumber(out, value);
     } else {
         appendNumber(out, static_cast<std::uint64_t>(value));
     }
 }
 
-void Program::print(const Operation& operation, const unsigned char* at, std::string& out) const {
-    using Code = Operation::Code;
-    out += operation.before;
-    switch (operation.code) {
+void Program::show(const Operation& operation, const unsigned char* at, std::string& out) const {
+    using Code = Field::Code;
+    const Field& field = operation.field;
+    switch (field.code) {
     case Code::Unsigned:
-        appendNumber(out, numberOf(operation, at));
+        appendNumber(out, numberOf(field, at));
         break;
     case Code::Signed:
-        appendNumber(out, signedOf(operation, at));
+        appendNumber(out, signedOf(field, at));
         break;
     case Code::Bool:
-        out += numberOf(operation, at) != 0 ? "true" : "false";
+        out += numberOf(field, at) != 0 ? "true" : "false";
         break;
     case Code::Float:
-        appendFloat<float>(out, operation, at, json_);
+        appendFloat<float>(out, field, at, json_);
         break;
     case Code::Double:
-        appendFloat<double>(out, operation, at, json_);
+        appendFloat<double>(out, field, at, json_);
         break;
     case Code::LongDouble:
-        appendFloat<long double>(out, operation, at, json_);
+        appendFloat<long double>(out, field, at, json_);
         break;
     case Code::Enum:
-        printEnum(operation,
-                  operation.isSigned ? signedOf(operation, at) : static_cast<std::int64_t>(numberOf(operation, at)),
+        printEnum(operation, field.isSigned ? signedOf(field, at) : static_cast<std::int64_t>(numberOf(field, at)),
                   out);
         break;
     case Code::Text: {
         // As a view of characters; a field of text need not have an end of its own.
-        const std::string_view text =
-            boundedText(static_cast<const char*>(static_cast<const void*>(at)), operation.size);
+        const std::string_view text = boundedText(static_cast<const char*>(static_cast<const void*>(at)), field.size);
         if (json_) {
             appendJsonString(out, text);
         } else {
@@ -198,19 +195,19 @@ void Program::print(const Operation& operation, const unsigned char* at, std::st
     }
     case Code::Bytes:
         quote(out);
-        appendHexDump(out, at, operation.size);
+        appendHexDump(out, at, field.size);
         quote(out);
         break;
     case Code::HexNumber:
     case Code::Pointer:
         quote(out);
-        appendHexNumber(out, numberOf(operation, at));
+        appendHexNumber(out, numberOf(field, at));
         quote(out);
         break;
     case Code::Ipv4:
     case Code::Ipv6: {
         char text[INET6_ADDRSTRLEN];
-        if (::inet_ntop(operation.code == Code::Ipv4 ? AF_INET : AF_INET6, at, text, sizeof text) != nullptr) {
+        if (::inet_ntop(field.code == Code::Ipv4 ? AF_INET : AF_INET6, at, text, sizeof text) != nullptr) {
             quote(out);
             out += text;
             quote(out);
@@ -219,7 +216,7 @@ void Program::print(const Operation& operation, const unsigned char* at, std::st
     }
     case Code::Mac:
         quote(out);
-        for (std::uint32_t i = 0; i < operation.size; ++i) {
+        for (std::uint32_t i = 0; i < field.size; ++i) {
             if (i != 0) {
                 out += ':';
             }
@@ -229,14 +226,8 @@ void Program::print(const Operation& operation, const unsigned char* at, std::st
         break;
     case Code::Time:
         quote(out);
-        appendTime(out,
-                   operation.isSigned ? signedOf(operation, at) : static_cast<std::int64_t>(numberOf(operation, at)));
+        appendTime(out, field.isSigned ? signedOf(field, at) : static_cast<std::int64_t>(numberOf(field, at)));
         quote(out);
-        break;
-    case Code::Literal:
-    case Code::Begin:
-    case Code::End:
-    case Code::Stop:
         break;
     }
 }
@@ -251,26 +242,31 @@ void Program::run(const unsigned char* value, std::string& out) const {
     const unsigned char* base = value;
     for (std::size_t i = 0;; ++i) {
         const Operation& operation = operations_[i];
-        switch (operation.code) {
-        case Operation::Code::Stop:
+        switch (operation.step) {
+        case Operation::Step::Show:
             out += operation.before;
-            return;
-        case Operation::Code::Begin:
+            show(operation, base + operation.field.offset, out);
+            break;
+        case Operation::Step::Literal:
+            out += operation.before;
+            break;
+        case Operation::Step::Begin:
             out += operation.before;
             arrays[depth++] = {operation.count, base};
-            base += operation.offset;
+            base += operation.field.offset;
             break;
-        case Operation::Code::End:
+        case Operation::Step::End:
             if (--arrays[depth - 1].left != 0) {
                 out += operation.before;
-                base += operation.size;
+                base += operation.field.size;
                 i = operation.target - 1;
             } else {
                 base = arrays[--depth].base;
             }
             break;
-        default:
-            print(operation, base + operation.offset, out);
+        case Operation::Step::Stop:
+            out += operation.before;
+            return;
         }
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Norvu/Types/Field.h"
 #include "Norvu/Types/Layout.h"
 #include "Norvu/ValuePrinter.h"
 
@@ -9,37 +10,17 @@
 
 namespace Norvu::Types {
 
-/// What to do with one field; everything that could be known beforehand is.
+/// One step of printing a value; everything that could be known beforehand is.
 struct Operation {
-    enum class Code : std::uint8_t {
-        Unsigned,
-        Signed,
-        Bool,
-        Float,
-        Double,
-        LongDouble,
-        Enum,
-        Text,
-        Bytes,
-        HexNumber,
-        Pointer,
-        Ipv4,
-        Ipv6,
-        Mac,
-        Time,
+    enum class Step : std::uint8_t {
+        Show,    ///< `field`
         Literal, ///< text only
         Begin,   ///< of an array
         End,
         Stop
     };
-
-    Code code = Code::Stop;
-    bool bigEndian = false;
-    bool isSigned = false;
-    std::uint8_t bit = 0;  ///< bit-fields: where it begins in the byte at `offset`
-    std::uint8_t bits = 0; ///< bit-fields: how many it has; 0: no bit-field
-    std::uint32_t offset = 0;
-    std::uint32_t size = 0;   ///< bytes; of an array's element
+    Step step = Step::Stop;
+    Field field; ///< its place from the begin of the array's element that it is in; of Begin and End the array's
     std::uint32_t count = 0;  ///< arrays: elements
     std::uint32_t target = 0; ///< Begin: its End; End: the first operation of an element; Enum: which enumeration
     std::string_view before;  ///< text that comes first; with End: that comes between elements
@@ -66,7 +47,7 @@ private:
         std::string_view text;
     };
 
-    void print(const Operation& operation, const unsigned char* at, std::string& out) const;
+    void show(const Operation& operation, const unsigned char* at, std::string& out) const;
     void printEnum(const Operation& operation, std::int64_t value, std::string& out) const;
     void quote(std::string& out) const {
         if (json_) {

@@ -287,6 +287,30 @@ TEST(DescribedTypes, NestingAndNumbersAreBounded) {
               "1: a value has far more fields than bytes");
 }
 
+TEST(DescribedTypes, MembersWithoutBytesAndLongNamesCostNoMoreThanTheyMay) {
+    // Each level holds two of the one before: nothing but the text says how much that is.
+    std::string doubled = "struct S0 { /* size: 0, cachelines: 0, members: 0 */ };";
+    for (int i = 1; i <= 30; ++i) {
+        const std::string inner = "struct S" + std::to_string(i - 1);
+        doubled += "struct S" + std::to_string(i) + " { " + inner + " a; " + inner + " b; };";
+    }
+    EXPECT_EQ(fault(doubled + "struct T { struct S30 s; char c; };", 1), "1: a value has far more fields than bytes");
+
+    const std::string name(500000, 'n');
+    EXPECT_EQ(fault("struct E { char " + name + "; }; struct T { struct E e[100]; };", 100),
+              "1: a value has far more text than bytes");
+
+    std::string unnamed = "struct E { ";
+    for (int i = 0; i < 20000; ++i) {
+        unnamed += "int:0;";
+    }
+    unnamed += "char c; }; struct T { struct E ";
+    for (int i = 0; i < 20000; ++i) {
+        unnamed += "a" + std::to_string(i) + ",";
+    }
+    EXPECT_EQ(fault(unnamed + "z; };", 20001), "1: a value has far more fields than bytes");
+}
+
 TEST(DescribedTypes, ReadWhatPaholePrints) {
     // Written by pahole 1.24 for a C++ program; the sizes are the compiler's.
     const std::pair<const char*, unsigned> kTypes[] = {
