@@ -1,5 +1,5 @@
 #include "writer/program/Command.h"
-#include "writer/program/ValueTypes.h"
+#include "writer/program/Encoder.h"
 
 namespace Halyx::Writer {
 
@@ -10,13 +10,14 @@ public:
     const char* name() const override { return "create"; }
     const char* summary() const override { return "Makes an empty collection, in place of an older one of that name."; }
     const char* description() const override {
-        return "Built-in types are U8 to U64, S8 to S64, the <cstdint> names, float, double, bool and char[N].\n";
+        return "Built-in types are U8 to U64, S8 to S64, the <cstdint> names, float, double, bool and char[N]. Others "
+               "are\n"
+               "described by C declarations in a file TYPE.h in a directory of HALYX_TYPE_PATH.\n";
     }
     std::vector<OptionDescription> options() const override {
         return {
             {"--type", "TYPE", "the type of the values; required"},
-            {"--size", "BYTES",
-             "the size of a value, of the largest when it is dynamic; may be omitted for built-in types"},
+            {"--size", "BYTES", "the size of a value, of the largest when it is dynamic; default: as the type says"},
             {"--class", "NAME", "the name of the element class; default: the type"},
             {"--dynamic", "", "values live in slabs and may be of different sizes"},
             {"--buckets", "N", "buckets to begin with; default 1024"},
@@ -32,12 +33,8 @@ public:
         if (options.valueType.empty()) {
             throw UsageError("option '--type' is required");
         }
-        ValueType type{};
-        const bool builtin = findValueType(options.valueType, type);
-        if (!builtin && !arguments.has("--size")) {
-            throw UsageError("option '--size' is required for the type '" + options.valueType + "'");
-        }
-        options.valueSize = arguments.number32("--size", type.size, 1);
+        options.valueSize = arguments.has("--size") ? arguments.number32("--size", 0, 1)
+                                                    : makeEncoder(options.valueType, {})->valueSize();
         options.classType = arguments.text("--class", options.valueType);
         options.dynamic = arguments.has("--dynamic");
         options.buckets = arguments.number32("--buckets", options.buckets, 1);

@@ -1,5 +1,7 @@
 #include "writer/program/RecordReader.h"
 
+#include <unordered_set>
+
 namespace Halyx::Writer {
 
 namespace {
@@ -37,17 +39,16 @@ private:
         if (fields[0].text.compare(0, 3, byteOrderMark) == 0) {
             fields[0].text.erase(0, 3);
         }
-        Record header;
+        std::unordered_set<std::string> known;
         for (const Record::Field& field : fields) {
             if (field.text.empty()) {
-                throw BadLine("column " + std::to_string(header.names.size() + 1) + " has no name");
+                throw BadLine("column " + std::to_string(names_.size() + 1) + " has no name");
             }
-            if (header.find(field.text) != Record::kNone) {
+            if (!known.insert(field.text).second) {
                 throw BadLine("two columns have the name '" + field.text + "'");
             }
-            header.names.push_back(field.text);
+            names_.push_back(field.text);
         }
-        names_ = header.names;
         return true;
     }
 

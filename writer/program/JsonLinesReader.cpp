@@ -2,12 +2,16 @@
 
 #include <cstdint>
 #include <string_view>
+#include <unordered_set>
+#include <utility>
 
 namespace Halyx::Writer {
 
 namespace {
 
-/// Takes one flat object apart. Throws BadLine.
+constexpr unsigned kMostDepth = 64;
+
+/// Takes one object apart, to the fields that are at the ends of its ways. Throws BadLine.
 class ObjectParser {
 public:
     explicit ObjectParser(std::string_view text) : text_(text) {}
@@ -15,21 +19,11 @@ public:
     void parse(Record& record) {
         record.names.clear();
         record.fields.clear();
-        expect('{', "an object");
         skipBlanks();
-        if (peek() == '}') {
-            ++at_;
-        } else {
-            for (;;) {
-                parseMember(record);
-                skipBlanks();
-                if (peek() == '}') {
-                    ++at_;
-                    break;
-                }
-                expect(',', "',' or '}'");
-            }
+        if (peek() != '{') {
+            fail("an object");
         }
+        parseObject(record);
         skipBlanks();
         if (at_ != text_.size()) {
             fail("nothing behind the object");
@@ -54,34 +48,84 @@ private:
         ++at_;
     }
 
-    void parseMember(Record& record) {
-        skipBlanks();
-        const std::string name = parseString("a name in double quotes");
-        if (record.find(name) != Record::kNone) {
-            throw BadLine("the name '" + name + "' appears twice");
-        }
-        expect(':', "':'");
-        skipBlanks();
-        record.names.push_back(name);
-        record.fields.push_back(parseValue());
+    void parseObject(Record& record) {
+        const std::size_t outer = path_.size();
+        parseList(record, '}', "',' or '}'", [&](std::size_t) {
+            const std::string name = parseString("a name in double quotes");
+            expect(':', "':'");
+            path_ += (outer == 0 ? "" : ".") + name;
+            parseValue(record);
+            path_.resize(outer);
+        });
     }
 
-    Record::Field parseValue() {
+    void parseArray(Record& record) {
+        const std::size_t outer = path_.size();
+        parseList(record, ']', "',' or ']'", [&](std::size_t index) {
+            path_ += "[" + std::to_string(index) + "]";
+            parseValue(record);
+            path_.resize(outer);
+        });
+    }
+
+    /// What stands between the brackets, the first of which is next.
+    template <typename Item>
+    void parseList(Record& record, char close, const char* expected, Item item) {
+        if (++depth_ > kMostDepth) {
+            throw BadLine("nested more than " + std::to_string(kMostDepth) + " deep");
+        }
+        ++at_;
+        skipBlanks();
+        if (peek() == close) {
+            ++at_;
+            if (!path_.empty()) {
+                add(record, {Record::Kind::Empty, {}});
+            }
+        } else {
+            for (std::size_t index = 0;; ++index) {
+                skipBlanks();
+                item(index);
+                skipBlanks();
+                if (peek() == close) {
+                    ++at_;
+                    break;
+                }
+                expect(',', expected);
+            }
+        }
+        --depth_;
+    }
+
+    void add(Record& record, Record::Field field) {
+        named_ += path_.size();
+        if (named_ > Input::kMostRecordBytes) {
+            throw BadLine("names of more than " + std::to_string(Input::kMostRecordBytes) + " bytes");
+        }
+        if (!names_.insert(path_).second) {
+            throw BadLine("the name '" + path_ + "' appears twice");
+        }
+        record.names.push_back(path_);
+        record.fields.push_back(std::move(field));
+    }
+
+    void parseValue(Record& record) {
+        skipBlanks();
         switch (peek()) {
         case '"':
-            return {Record::Kind::Text, parseString("a string")};
+            return add(record, {Record::Kind::Text, parseString("a string")});
         case '{':
+            return parseObject(record);
         case '[':
-            fail("a value that is not nested");
+            return parseArray(record);
         case 't':
-            return parseWord("true", Record::Kind::Bool);
+            return add(record, parseWord("true", Record::Kind::Bool));
         case 'f':
-            return parseWord("false", Record::Kind::Bool);
+            return add(record, parseWord("false", Record::Kind::Bool));
         case 'n':
             parseWord("null", Record::Kind::Null);
-            return {Record::Kind::Null, {}};
+            return add(record, {Record::Kind::Null, {}});
         default:
-            return {Record::Kind::Number, parseNumber()};
+            return add(record, {Record::Kind::Number, parseNumber()});
         }
     }
 
@@ -221,6 +265,10 @@ private:
 
     std::string_view text_;
     std::size_t at_ = 0;
+    unsigned depth_ = 0;
+    std::string path_; ///< of the value that is being read
+    std::unordered_set<std::string> names_;
+    std::size_t named_ = 0; ///< bytes of names: each of many values may have a long way
 };
 
 class JsonLinesReader : public RecordReader {

@@ -15,19 +15,27 @@ public:
     std::size_t mostOperands() const override { return 2; }
     const char* summary() const override { return "Makes a collection of the records in a file or on standard input."; }
     const char* description() const override {
-        return "CSV has a header line that names the columns; JSON lines are one object without nested ones a line. "
-               "Types are U8 to\n"
-               "U64, S8 to S64, the <cstdint> names, float, double, bool and char[N]. Of several records with one key "
-               "the last stays.\n"
-               "A bad line is an error, and the collection is put in place only when all lines are good.\n";
+        return "CSV has a header line that names the columns; JSON lines are one object a line. Types are U8 to U64, "
+               "S8 to\n"
+               "S64, the <cstdint> names, float, double, bool, char[N], and structures that C declarations describe in "
+               "a\n"
+               "file TYPE.h in a directory of HALYX_TYPE_PATH. A structure's columns are named after its fields, and "
+               "what\n"
+               "is inside of others by its way: point.x, rows[1][0]; fields without a column are 0. Of several records "
+               "with\n"
+               "one key the last stays. A bad line is an error, and the collection is put in place only when all lines "
+               "are\n"
+               "good.\n";
     }
     std::vector<OptionDescription> options() const override {
         return {
             {"--type", "TYPE", "the type of the values; required"},
+            {"--size", "BYTES", "of a described value: of its 64-bit or its 32-bit layout; default: the former"},
             {"--format", "csv|jsonl", "default: jsonl for a file named *.jsonl, *.ndjson or *.json, else csv"},
             {"--key", "COLUMN", "the column that is the key; default: the first"},
             {"--value", "COLUMN",
-             "the column that is the value; default: the one beside the key; for char[N] all, joined by blanks"},
+             "the column that is the value; default: the one beside the key, or all: as fields, for char[N] joined by "
+             "blanks"},
             {"--class", "NAME", "the name of the element class; default: the type"},
             {"--dynamic", "", "values live in slabs, text as long as it is"},
             {"--buckets", "N", "buckets to begin with; default 64"},
@@ -52,10 +60,9 @@ public:
         if (options.valueType.empty()) {
             throw UsageError("option '--type' is required");
         }
-        const std::unique_ptr<Encoder> encoder = makeEncoder(options.valueType, key, arguments.text("--value"));
-        if (!encoder) {
-            throw UsageError("values of type '" + options.valueType + "' cannot be loaded");
-        }
+        const std::unique_ptr<Encoder> encoder =
+            makeEncoder(options.valueType, {key, arguments.text("--value")},
+                        arguments.has("--size") ? std::optional(arguments.number32("--size", 0, 1)) : std::nullopt);
         options.valueSize = encoder->valueSize();
         options.classType = arguments.text("--class", options.valueType);
         options.dynamic = arguments.has("--dynamic");
@@ -90,7 +97,7 @@ private:
                               : format == "jsonl";
     }
 
-    static void load(Input& input, RecordReader& reader, const std::string& key, const Encoder& encoder,
+    static void load(Input& input, RecordReader& reader, const std::string& key, Encoder& encoder,
                      Collection& collection) {
         Record record;
         std::string bytes;

@@ -6,12 +6,13 @@
 
 namespace Halyx::Writer {
 
-/// One line of input: fields with names, in their order.
+/// One line of input: fields with names, in their order. What is inside of others is named by its way: point.x, rows[1][0].
 struct Record {
-    enum class Kind { Text, Number, Bool, Null };
+    enum class Kind { Text, Number, Bool, Null, Empty };
     struct Field {
         Kind kind = Kind::Text;
-        std::string text; ///< unquoted; as written for a number, "true" or "false" for a Bool, empty for Null
+        std::string text; ///< unquoted; as written for a number, "true" or "false" for a Bool, empty for Null and for
+                          ///< Empty, an array or object without anything in it
     };
 
     static constexpr std::size_t kNone = ~std::size_t{0};

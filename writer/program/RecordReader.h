@@ -36,7 +36,7 @@ private:
 /// many fields as the header.
 std::unique_ptr<RecordReader> makeCsvReader(Input& input);
 
-/// One JSON object a line, without nested ones; empty lines are skipped. A lone half of a surrogate pair is an error.
+/// One JSON object a line; empty lines are skipped. A lone half of a surrogate pair is an error.
 std::unique_ptr<RecordReader> makeJsonLinesReader(Input& input);
 
 } // namespace Halyx::Writer

@@ -1,8 +1,11 @@
 #include "writer/program/ValueTypes.h"
 
 #include <charconv>
+#include <string>
 
 namespace Halyx::Writer {
+
+using Norvu::Types::Field;
 
 namespace {
 
@@ -32,41 +35,38 @@ bool between(std::string_view& text, std::string_view start, std::string_view en
 
 } // namespace
 
-bool findValueType(std::string_view name, ValueType& type) {
+std::optional<Field> findValueType(std::string_view name) {
+    using Code = Field::Code;
+    Field type;
     if (name == "float" || name == "double") {
-        type = {ValueKind::Float, name == "float" ? 4U : 8U};
-        return true;
+        type.code = name == "float" ? Code::Float : Code::Double;
+        type.size = name == "float" ? 4 : 8;
+        return type;
     }
     if (name == "bool") {
-        type = {ValueKind::Bool, 1};
-        return true;
+        type.code = Code::Bool;
+        type.size = 1;
+        return type;
     }
     std::string_view rest = name;
     if (between(rest, "char[", "]")) {
-        std::uint32_t length = 0;
-        const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), length);
-        type = {ValueKind::Text, length};
-        return error == std::errc{} && end == rest.data() + rest.size() && length != 0;
+        type.code = Code::Text;
+        const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), type.size);
+        const bool good = error == std::errc{} && end == rest.data() + rest.size() && type.size != 0;
+        return good ? std::optional(type) : std::nullopt;
     }
-    type.kind = ValueKind::Unsigned;
-    if (between(rest, "U", "") && integerSize(rest, type.size)) {
-        return true;
+    if (startsWith(name, "U") || startsWith(name, "S")) {
+        type.isSigned = name[0] == 'S';
+        type.code = type.isSigned ? Code::Signed : Code::Unsigned;
+        return integerSize(name.substr(1), type.size) ? std::optional(type) : std::nullopt;
     }
-    rest = name;
-    type.kind = ValueKind::Signed;
-    if (between(rest, "S", "") && integerSize(rest, type.size)) {
-        return true;
-    }
-    rest = name;
     if (startsWith(rest, "std::")) {
         rest.remove_prefix(5);
     }
-    std::string_view bits = rest;
-    if (between(bits, "int", "_t") && integerSize(bits, type.size)) {
-        return true;
-    }
-    type.kind = ValueKind::Unsigned;
-    return between(rest, "uint", "_t") && integerSize(rest, type.size);
+    type.isSigned = between(rest, "int", "_t");
+    type.code = type.isSigned ? Code::Signed : Code::Unsigned;
+    return (type.isSigned || between(rest, "uint", "_t")) && integerSize(rest, type.size) ? std::optional(type)
+                                                                                          : std::nullopt;
 }
 
 } // namespace Halyx::Writer

@@ -1,21 +1,14 @@
 #pragma once
 
-#include <cstdint>
-#include <string>
+#include "Norvu/Types/Field.h"
+
+#include <optional>
 #include <string_view>
 
 namespace Halyx::Writer {
 
-/// What a value of a type that needs no description is.
-enum class ValueKind { Unsigned, Signed, Float, Bool, Text };
-
-struct ValueType {
-    ValueKind kind;
-    std::uint32_t size; ///< bytes
-};
-
-/// Looks up a type that needs no description (U8 to S64, the <cstdint> names with or without std::, float, double, bool,
-/// char[N]). False when `name` is none.
-bool findValueType(std::string_view name, ValueType& type);
+/// What a value of a type is that needs no description (U8 to S64, the <cstdint> names with or without std::, float, double,
+/// bool, char[N]). Nothing when `name` is none of them.
+std::optional<Norvu::Types::Field> findValueType(std::string_view name);
 
 } // namespace Halyx::Writer

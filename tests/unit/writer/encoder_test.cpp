@@ -3,7 +3,6 @@
 #include "fixtures/Bytes.h"
 #include "writer/program/Arguments.h"
 #include "writer/program/Input.h"
-#include "writer/program/ValueTypes.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -23,7 +22,7 @@ Record record(std::vector<std::pair<std::string, std::string>> fields) {
 
 /// The bytes of `text` as a value of a type, or "bad".
 std::string encoded(const std::string& type, const std::string& text, bool dynamic = false) {
-    const auto encoder = makeEncoder(type, "", "v");
+    const auto encoder = makeBuiltinEncoder(type, {"", "v"});
     std::string bytes;
     try {
         encoder->encode(record({{"k", "key"}, {"v", text}}), dynamic, bytes);
@@ -70,21 +69,21 @@ TEST(EncoderTest, TextIsPaddedUnlessDynamic) {
 
 TEST(EncoderTest, WithoutAColumnTextIsAllOfThemAndANumberTheOther) {
     std::string bytes;
-    makeEncoder("char[9]", "", "")->encode(record({{"a", "x"}, {"b", "yy"}, {"c", ""}}), true, bytes);
+    makeBuiltinEncoder("char[9]", {})->encode(record({{"a", "x"}, {"b", "yy"}, {"c", ""}}), true, bytes);
     EXPECT_EQ(bytes, "x yy ");
-    makeEncoder("U8", "", "")->encode(record({{"a", "k"}, {"b", "65"}}), false, bytes);
+    makeBuiltinEncoder("U8", {})->encode(record({{"a", "k"}, {"b", "65"}}), false, bytes);
     EXPECT_EQ(bytes, "A");
-    makeEncoder("U8", "b", "")->encode(record({{"a", "66"}, {"b", "k"}}), false, bytes);
+    makeBuiltinEncoder("U8", {"b", ""})->encode(record({{"a", "66"}, {"b", "k"}}), false, bytes);
     EXPECT_EQ(bytes, "B");
-    EXPECT_THROW(makeEncoder("U8", "", "")->encode(record({{"a", "1"}, {"b", "2"}, {"c", "3"}}), false, bytes),
+    EXPECT_THROW(makeBuiltinEncoder("U8", {})->encode(record({{"a", "1"}, {"b", "2"}, {"c", "3"}}), false, bytes),
                  BadLine);
-    EXPECT_THROW(makeEncoder("U8", "", "z")->encode(record({{"a", "1"}, {"b", "2"}}), false, bytes), BadLine);
+    EXPECT_THROW(makeBuiltinEncoder("U8", {"", "z"})->encode(record({{"a", "1"}, {"b", "2"}}), false, bytes), BadLine);
 }
 
 TEST(EncoderTest, UnknownTypesHaveNone) {
     for (const char* name :
          {"", "U7", "u8", "int", "S128", "char", "char[]", "char[0]", "char[x]", "std::U8", "Pair"}) {
-        EXPECT_EQ(makeEncoder(name, "", ""), nullptr) << name;
+        EXPECT_EQ(makeBuiltinEncoder(name, {}), nullptr) << name;
     }
 }
 

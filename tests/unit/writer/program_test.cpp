@@ -29,7 +29,11 @@ protected:
     }
 
     [[nodiscard]] Outcome run(const std::vector<std::string>& arguments, const std::string& input = {}) const {
-        return Process(binary_, arguments).environment("Q7_CHROOT", root_.path()).input(input).run();
+        return Process(binary_, arguments)
+            .environment("Q7_CHROOT", root_.path())
+            .environment("HALYX_TYPE_PATH", root_.path())
+            .input(input)
+            .run();
     }
     [[nodiscard]] std::vector<std::string> valuesOf(const std::string& collection) const {
         return sorted(FileWalk(pathOf(collection)).values());
@@ -68,9 +72,11 @@ TEST_F(WriterProgramTest, MisuseReturnsTwo) {
     expectFailure(run({"mend"}), 2, "unknown command 'mend'; halyx-writer --help lists them");
     expectFailure(run({"create"}), 2, "create: an argument is missing; see halyx-writer create --help");
     expectFailure(run({"create", "x", "--type", "Odd"}), 2,
-                  "create: option '--size' is required for the type 'Odd'; see halyx-writer create --help");
+                  "create: type 'Odd' is not built in, and no file 'Odd.h' in " + root_.path() +
+                      " describes it; see halyx-writer create --help");
     expectFailure(run({"load", "x", "--type", "Odd"}), 2,
-                  "load: values of type 'Odd' cannot be loaded; see halyx-writer load --help");
+                  "load: type 'Odd' is not built in, and no file 'Odd.h' in " + root_.path() +
+                      " describes it; see halyx-writer load --help");
     expectFailure(
         run({"attach", "x", "--as", "writer"}), 2,
         "attach: option '--as' needs reader, shadow or keyshadow, not 'writer'; see halyx-writer attach --help");

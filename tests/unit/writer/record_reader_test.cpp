@@ -31,7 +31,7 @@ std::vector<std::string> readAll(Maker maker, const std::string& text) {
             std::string line;
             for (std::size_t i = 0; i < record.fields.size(); ++i) {
                 line += (i == 0 ? "" : ";") + record.names.at(i) + "=" +
-                        "TNBX"[static_cast<std::size_t>(record.fields[i].kind)] + record.fields[i].text;
+                        "TNBXE"[static_cast<std::size_t>(record.fields[i].kind)] + record.fields[i].text;
             }
             lines.push_back(line);
         }
@@ -94,6 +94,23 @@ TEST(JsonLinesReaderTest, EscapesAreResolved) {
     EXPECT_EQ(json("{\"\\u0061\":\"\xc3\xa4\"}"), (Lines{"a=T\xc3\xa4"}));
 }
 
+TEST(JsonLinesReaderTest, WhatIsNestedIsNamedByItsWay) {
+    EXPECT_EQ(json(R"({"a":{"b":1,"c":{"d":"x"}},"e":[1,[2,{"f":3}]]})"),
+              (Lines{"a.b=N1;a.c.d=Tx;e[0]=N1;e[1][0]=N2;e[1][1].f=N3"}));
+    EXPECT_EQ(json(R"({"a":{},"b":[ ],"c":[{}]})"), (Lines{"a=E;b=E;c[0]=E"}));
+    EXPECT_EQ(jsonFault(R"({"a":{"b":1},"a.b":2})"), "!1: the name 'a.b' appears twice");
+    EXPECT_EQ(jsonFault("{\"a\":" + std::string(100, '[')), "!1: nested more than 64 deep");
+}
+
+TEST(JsonLinesReaderTest, LongWaysOfManyValuesAreNoReasonToTakeAllMemory) {
+    const std::string name(1U << 20, 'n');
+    std::string line = "{\"" + name + "\":[0";
+    for (int i = 0; i < 1000; ++i) {
+        line += ",0";
+    }
+    EXPECT_EQ(jsonFault(line + "]}"), "!1: names of more than 67108864 bytes");
+}
+
 TEST(JsonLinesReaderTest, BadLinesAreNamed) {
     EXPECT_EQ(json("{}\n[]\n"), (Lines{"", "!2: expected an object at byte 1"}));
     EXPECT_EQ(jsonFault("{\"a\":1}x"), "!1: expected nothing behind the object at byte 8");
@@ -101,8 +118,9 @@ TEST(JsonLinesReaderTest, BadLinesAreNamed) {
     EXPECT_EQ(jsonFault("{\"a\":1,}"), "!1: expected a name in double quotes at byte 8");
     EXPECT_EQ(jsonFault("{a:1}"), "!1: expected a name in double quotes at byte 2");
     EXPECT_EQ(jsonFault("{\"a\" 1}"), "!1: expected ':' at byte 6");
-    EXPECT_EQ(jsonFault("{\"a\":{}}"), "!1: expected a value that is not nested at byte 6");
-    EXPECT_EQ(jsonFault("{\"a\":[1]}"), "!1: expected a value that is not nested at byte 6");
+    EXPECT_EQ(jsonFault("{\"a\":[1}"), "!1: expected ',' or ']' at byte 8");
+    EXPECT_EQ(jsonFault("{\"a\":[1,]}"), "!1: expected a value at byte 9");
+    EXPECT_EQ(jsonFault("{\"a\":{1:2}}"), "!1: expected a name in double quotes at byte 7");
     EXPECT_EQ(jsonFault("{\"a\":tru}"), "!1: expected a value at byte 6");
     EXPECT_EQ(jsonFault("{\"a\":}"), "!1: expected a value at byte 6");
     EXPECT_EQ(jsonFault("{\"a\":01}"), "!1: expected ',' or '}' at byte 7");
