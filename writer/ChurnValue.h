@@ -30,6 +30,7 @@ struct ChurnHead {
 };
 
 inline constexpr const char* kChurnType = "ChurnValue";
+inline constexpr const char* kDynamicChurnType = "ChurnRecord";
 inline constexpr std::uint32_t kChurnHeadSize = sizeof(ChurnHead);
 inline constexpr std::uint32_t kChurnMostBytes = 256;
 

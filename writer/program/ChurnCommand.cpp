@@ -167,7 +167,7 @@ public:
         }
 
         Options options;
-        options.valueType = kChurnType;
+        options.valueType = plan.dynamic ? kDynamicChurnType : kChurnType;
         options.classType = "Churn";
         options.valueSize = plan.dynamic ? kChurnMostBytes : kChurnHeadSize;
         options.dynamic = plan.dynamic;
