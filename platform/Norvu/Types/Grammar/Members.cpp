@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace Norvu::Types::Grammar {
@@ -30,9 +31,8 @@ void Members::read(Type& made, const std::optional<Claim>& leading) {
     const std::size_t firstMember = made.members.size();
     Attributes attributes;
     const TypeId type = specifiers_.read(attributes);
-    if (cursor_.at("(") && cursor_.lookAhead(1).text != "*" && cursor_.lookAhead(1).text != "&" &&
-        cursor_.lookAhead(1).text != ")") {
-        cursor_.rewind(begin); // a constructor
+    if (atFunctionOfType()) {
+        cursor_.rewind(begin);
         cursor_.skipItem();
         return;
     }
@@ -135,6 +135,16 @@ bool Members::declareMember(TypeId type, const Attributes& attributes, Member& m
         }
     }
     return true;
+}
+
+/// Behind a type: whether it was a constructor's name, or what pahole writes as a destructor's, "void ~T(class T *, int);".
+bool Members::atFunctionOfType() {
+    if (cursor_.at("~")) {
+        return true;
+    }
+    const std::string_view inside = cursor_.at("(") ? cursor_.lookAhead(1).text : "*";
+    // pahole begins a pointer to functions with "int ()(void)".
+    return inside != "*" && inside != "&" && (inside != ")" || cursor_.lookAhead(2).text != "(");
 }
 
 bool Members::isSkipped() {

@@ -311,6 +311,13 @@ TEST(DescribedTypes, MembersWithoutBytesAndLongNamesCostNoMoreThanTheyMay) {
     EXPECT_EQ(fault(unnamed + "z; };", 20001), "1: a value has far more fields than bytes");
 }
 
+TEST(DescribedTypes, MemberFunctionsTakeNoRoom) {
+    EXPECT_EQ(pretty("struct S { S(); ~S(); virtual ~S(); void ~S(class S *, int); static int f(); int get() const;"
+                     " short a; };",
+                     bytes(u16{7})),
+              "S{ a: 7 }");
+}
+
 TEST(DescribedTypes, ReadWhatPaholePrints) {
     // Written by pahole 1.24 for a C++ program; the sizes are the compiler's.
     const std::pair<const char*, unsigned> kTypes[] = {
