@@ -86,15 +86,17 @@ void Members::expandedAncestor(Type& made, TypeId type) {
 /// Comments behind a member's end, on its line.
 void Members::trailing(Type& made, std::size_t firstMember) {
     const unsigned line = cursor_.taken().line;
+    Notes notes;
     while (cursor_.peekAny().kind == Token::Kind::Comment && cursor_.peekAny().line == line) {
         if (const auto claim = claimIn(cursor_.peekAny())) {
             made.members.back().claim = claim;
         } else {
-            for (std::size_t i = firstMember; i < made.members.size(); ++i) {
-                addNotes(cursor_.peekAny(), made.members[i].notes);
-            }
+            addNotes(cursor_.peekAny(), notes);
         }
         cursor_.takeAny();
+    }
+    for (std::size_t i = firstMember; i < made.members.size(); ++i) {
+        made.members[i].notes = notes;
     }
 }
 

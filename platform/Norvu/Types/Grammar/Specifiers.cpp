@@ -103,6 +103,7 @@ void Specifiers::enumerationOf(TypeId id, const Attributes& attributes) {
     }
     TypeId stored = kNoType;
     if (cursor_.accept(":")) {
+        const Cursor::Deeper deeper(cursor_); // what it is stored as may be written as another one
         Attributes ignored;
         stored = read(ignored);
         if (scope_.at(stored).kind != Kind::Integer && scope_.at(stored).kind != Kind::Character &&

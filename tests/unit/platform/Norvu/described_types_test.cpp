@@ -279,6 +279,22 @@ TEST(DescribedTypes, NestingAndNumbersAreBounded) {
     EXPECT_EQ(fault(deep), "1: nested more than 32 deep");
     EXPECT_EQ(fault("struct S { int a[" + std::string(1000, '(')), "1: nested more than 32 deep");
     EXPECT_EQ(fault("struct S { int " + std::string(100000, '*') + "a; };", 8), "1: too many types");
+    std::string stored;
+    std::string line = "struct S { short a";
+    for (int i = 1; i < 40000; ++i) {
+        stored += "enum : ";
+        line += ", a";
+    }
+    EXPECT_EQ(fault("struct S { " + stored + "int { A } a; };"), "1: nested more than 32 deep");
+    // Each comment is about every member of the line: read for each of them, they would take minutes.
+    line += "; ";
+    for (int i = 0; i < 30000; ++i) {
+        line += "/*be hex*/";
+    }
+    const Declarations many = parse(line + "\n};", "S");
+    EXPECT_EQ(many.at(many.value).members.size(), 40000U);
+    EXPECT_TRUE(many.at(many.value).members.front().notes.hex);
+    EXPECT_TRUE(many.at(many.value).members.back().notes.bigEndian);
     std::string wide = "struct E { ";
     for (int i = 0; i < 30000; ++i) {
         wide += "char a" + std::to_string(i) + "[0]; ";
