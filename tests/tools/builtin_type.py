@@ -9,11 +9,12 @@ def builtin_type(rng):
     bits = rng.choice(list(_SIZES))
     size = _SIZES[bits]
     signed = rng.randrange(2) == 0
+    standard = rng.choice(("", "std::")) + ("int" if signed else "uint")
     length = rng.choice((1, 2, 5, 16, 64, 255))
     name, size, field = rng.choice(
         (
             ("%s%d" % ("S" if signed else "U", bits), size, integer(size, signed, "", False)),
-            (rng.choice(("", "std::")) + "%s%d_t" % ("int" if signed else "uint", bits), size, integer(size, signed, "", False)),
+            ("%s%d_t" % (standard, bits), size, integer(size, signed, "", False)),
             ("float", 4, floating(4, False)),
             ("double", 8, floating(8, False)),
             ("bool", 1, BOOL),

@@ -1,7 +1,8 @@
 // usage: print_values TYPE_FILE TYPE_NAME SIZE pretty|json
 //
-// Reads values of SIZE bytes from standard input until it ends, and prints each in a line of its own, with the printer that the
-// tool makes from the description in TYPE_FILE or, with "-" there, for the type's name. For tests in other languages.
+// Reads values of SIZE bytes from standard input until it ends, and prints each in a line of its own, with the printer
+// that the tool makes from the description in TYPE_FILE or, with "-" there, for the type's name. For tests in other
+// languages.
 
 #include "Norvu/DescribedTypes.h"
 #include "Norvu/Types/Model.h"

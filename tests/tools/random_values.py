@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """usage: random_values.py PRINT_VALUES [--values N] [--each N] [--seed SEED] [--first TYPE] [--compared SHARE]
 
-Prints random values of random types with PRINT_VALUES, parses every JSON text with Python's parser, and compares it, and the
-pretty text, with what docs/types.md says the value's text is. What has failed says how to see it again.
+Prints random values of random types with PRINT_VALUES, parses every JSON text with Python's parser, and compares it, and
+the pretty text, with what docs/types.md says the value's text is. What has failed says how to see it again.
 """
 
 import argparse
@@ -101,7 +101,8 @@ class Check:
                     part = data[: its.size * self._part(count)]
                     self._pretty(its, part, self._printed(name, its, "pretty", part, self._part(count)))
             except Failure as failure:
-                raise Failure("type %d of seed %s:\n%s\n%s" % (number, self._seed, its.description or its.name, failure)) from None
+                its_text = its.description or its.name
+                raise Failure("type %d of seed %s:\n%s\n%s" % (number, self._seed, its_text, failure)) from None
 
     def _part(self, count):
         return max(1, int(count * self._share))
@@ -117,7 +118,8 @@ class Check:
             raise Failure("not UTF-8: %s" % error) from None
         # Python's parser lets halves of surrogate pairs pass.
         if style == "json" and "\\ud" in text and (half := _SURROGATES.search(text.replace("\\\\", ""))):
-            raise Failure("half of a surrogate pair: ...%s..." % half.string[max(0, half.start() - 40) : half.end() + 10])
+            around = half.string[max(0, half.start() - 40) : half.end() + 10]
+            raise Failure("half of a surrogate pair: ...%s..." % around)
         lines = text.split("\n")
         if lines.pop() != "" or len(lines) != count:
             raise Failure("%d lines of %d values" % (len(lines), count))
@@ -131,7 +133,8 @@ class Check:
                 values.append(parse(line))
         except ValueError as error:
             i = len(values)
-            raise Failure("%s\nis printed as %s\nno JSON: %s" % (data[i * size : (i + 1) * size].hex(), lines[i], error)) from None
+            value = data[i * size : (i + 1) * size].hex()
+            raise Failure("%s\nis printed as %s\nno JSON: %s" % (value, lines[i], error)) from None
         except StopIteration:
             raise AssertionError("raw_decode says what is wrong with a ValueError") from None
         self.parsed += len(values)
@@ -149,17 +152,18 @@ class Check:
 
     @staticmethod
     def _differs(its, data, i, line, expected):
-        raise Failure("%s\nis printed as %s\ninstead of    %s" % (data[i * its.size : (i + 1) * its.size].hex(), line, expected))
+        value = data[i * its.size : (i + 1) * its.size].hex()
+        raise Failure("%s\nis printed as %s\ninstead of    %s" % (value, line, expected))
 
 
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("program")
     parser.add_argument("--values", type=int, default=50000)
-    parser.add_argument("--each", type=int, default=2000, help="values of a type, less when that makes fewer than 100 types")
+    parser.add_argument("--each", type=int, default=2000, help="values of a type, fewer for 100 types at least")
     parser.add_argument("--seed", default=str(int.from_bytes(os.urandom(4), "little")))
     parser.add_argument("--first", type=int, default=0, help="the number of the first type")
-    parser.add_argument("--compared", type=float, default=1.0, help="the share of the values that are compared, not only parsed")
+    parser.add_argument("--compared", type=float, default=1.0, help="share that is compared, not only parsed")
     options = parser.parse_args()
     print("seed %s" % options.seed, flush=True)
     start = time.monotonic()
@@ -173,8 +177,10 @@ def main():
             print("FAILED: %s\nagain: --seed %s --first %d" % (failure, options.seed, number))
             return 1
         number += 1
-    print("%d types: %d values parsed, %d of them compared, %d in pretty text, too; %.1f s"
-          % (number - options.first, check.parsed, check.compared, check.pretty, time.monotonic() - start))  # fmt: skip
+    print(
+        "%d types: %d values parsed, %d of them compared, %d in pretty text, too; %.1f s"
+        % (number - options.first, check.parsed, check.compared, check.pretty, time.monotonic() - start)
+    )
     return 0
 
 

@@ -3,9 +3,9 @@
 import ctypes
 
 from type_members import (
-    BOOL, LONG_DOUBLE, UNSIGNED, Array, BitFields, Enumeration, LongDouble, PackedBits, Pointer, Scalar, Structure, Type, floating, integer,
-    text, whole,
-)  # fmt: skip
+    BOOL, LONG_DOUBLE, UNSIGNED, Array, BitFields, Enumeration, LongDouble, PackedBits, Pointer, Scalar, Structure, Type,
+    floating, integer, text, whole,
+)
 from value_fields import ADDRESSES
 
 # Times past 2^63 seconds are printed as if they were before 1970; no such fields until that is mended.
@@ -14,13 +14,24 @@ UNSIGNED_TIMES_OF_64_BITS = False
 # Spelling, sizes by the 64-bit and the 32-bit rules, signed.
 INTEGERS = [
     ("signed char", 1, 1, True), ("unsigned char", 1, 1, False), ("int8_t", 1, 1, True), ("uint8_t", 1, 1, False),
-    ("short", 2, 2, True), ("short unsigned int", 2, 2, False), ("uint16_t", 2, 2, False), ("std::int16_t", 2, 2, True),
-    ("int", 4, 4, True), ("unsigned", 4, 4, False), ("unsigned int", 4, 4, False), ("U32", 4, 4, False), ("__s32", 4, 4, True),
-    ("long", 8, 4, True), ("unsigned long", 8, 4, False), ("size_t", 8, 4, False), ("ssize_t", 8, 4, True),
-    ("long long", 8, 8, True), ("unsigned long long int", 8, 8, False), ("std::uint64_t", 8, 8, False), ("S64", 8, 8, True),
-]  # fmt: skip
+    ("short", 2, 2, True), ("short unsigned int", 2, 2, False), ("uint16_t", 2, 2, False),
+    ("std::int16_t", 2, 2, True), ("int", 4, 4, True), ("unsigned", 4, 4, False), ("unsigned int", 4, 4, False),
+    ("U32", 4, 4, False), ("__s32", 4, 4, True), ("long", 8, 4, True), ("unsigned long", 8, 4, False),
+    ("size_t", 8, 4, False), ("ssize_t", 8, 4, True), ("long long", 8, 8, True),
+    ("unsigned long long int", 8, 8, False), ("std::uint64_t", 8, 8, False), ("S64", 8, 8, True),
+]
 _WORDS = ("port", "up", "x", "flags", "Name_", "_r", "address", "isUp", "count", "K")
 _MOST_DEPTH = 3
+
+# What enumerations are stored as, its size (0: as their values need) and sign; and what values they then may have.
+_STORED = (("", 0, False),) * 3 + ((" : uint8_t", 1, False), (" : short", 2, True), (" : long long", 8, True))
+_RANGES = {
+    0: ((0, 3), (0, 2**32 - 1), (-3, 3), (-(2**31), 2**31 - 1), (-1, 2**31), (-(2**62), 2**62), (0, 2**40)),
+    1: ((0, 255),),
+    2: ((-(2**15), 2**15 - 1),),
+    8: ((-(2**62), 2**62),),
+}
+_PRAGMAS = ("#pragma pack(push, %d)\n%s\n#pragma pack(pop)", "#pragma pack(%d)\n%s\n#pragma pack()")
 
 
 class TypeMaker:
@@ -34,7 +45,8 @@ class TypeMaker:
 
     def make(self):
         shape = self._rng.randrange(12)
-        member = self._packed_bits() if shape == 0 else self._structure("union" if shape == 1 else "struct", 0, 0, False)
+        kind = "union" if shape == 1 else "struct"
+        member = self._packed_bits() if shape == 0 else self._structure(kind, 0, 0, False)
         return Type("\n".join(self._before) + "\n", self._rng.choice(("T", "NotHere")), member)
 
     def _chance(self, of):
@@ -61,8 +73,8 @@ class TypeMaker:
         if self._chance(12):
             size = 4 if self._narrow else 8
             star = self._rng.choice(("*", "**"))
-            return Pointer("%s " % self._rng.choice(("void", "const char", "struct Elsewhere")), UNSIGNED[size],
-                           lambda swapped: integer(size, False, "hex", False), star=star)  # fmt: skip
+            to = self._rng.choice(("void ", "const char ", "struct Elsewhere "))
+            return Pointer(to, UNSIGNED[size], lambda swapped: integer(size, False, "hex", False), star=star)
         spelling, size, narrow_size, signed = self._rng.choice(INTEGERS)
         shown = self._rng.choice(("", "", "", "hex", "time"))
         if shown == "time" and size == 8 and not signed and not UNSIGNED_TIMES_OF_64_BITS:
@@ -77,7 +89,8 @@ class TypeMaker:
             return LongDouble("long double", ctype, lambda swapped: LONG_DOUBLE)
         spelling, size = self._rng.choice((("float", 4), ("double", 8)))
         note = "be" if self._chance(5) else ""
-        return Scalar(spelling, ctypes.c_float if size == 4 else ctypes.c_double, lambda swapped: floating(size, swapped), note)
+        ctype = ctypes.c_float if size == 4 else ctypes.c_double
+        return Scalar(spelling, ctype, lambda swapped: floating(size, swapped), note)
 
     def _text(self):
         size = self._rng.choice((1, 2, 3, 4, 7, 8, 16, 33))
@@ -107,13 +120,8 @@ class TypeMaker:
     def _enumeration(self):
         self._enumerations += 1
         name = self._name("E")
-        stored, size, signed = self._rng.choice((("", 0, False),) * 3 + ((" : uint8_t", 1, False), (" : short", 2, True), (" : long long", 8, True)))
-        least, most = {
-            0: self._rng.choice(((0, 3), (0, 2**32 - 1), (-3, 3), (-(2**31), 2**31 - 1), (-1, 2**31), (-(2**62), 2**62), (0, 2**40))),
-            1: (0, 255),
-            2: (-(2**15), 2**15 - 1),
-            8: (-(2**62), 2**62),
-        }[size]
+        stored, size, signed = self._rng.choice(_STORED)
+        least, most = self._rng.choice(_RANGES[size])
         named, entries, value = {}, [], 0
         for i in range(self._rng.randrange(1, 9)):
             label = "%s_%s" % (name, self._rng.choice("ABC") + str(i))
@@ -191,7 +199,8 @@ class TypeMaker:
                 name = self._name()
                 members.append((name, member))
                 space = "" if member.spelling.endswith(" ") else " "
-                lines.append("%s%s%s%s%s;%s" % (member.spelling, space, member.star, name, member.suffix, self._comment(member.note)))
+                declared = member.spelling + space + member.star + name + member.suffix
+                lines.append("%s;%s" % (declared, self._comment(member.note)))
         one_order = any(member.one_order for _, member in members)
         note = "be" if depth and not one_order and self._chance(8) else ""
         tag = self._name("Record") if depth else "T"
@@ -209,7 +218,7 @@ class TypeMaker:
             else:
                 spelling, made = rng.choice((kind + " ", "")) + tag, "%s %s %s%s;" % (kind, tag, body, attribute)
             if pragma:
-                made = rng.choice(("#pragma pack(push, %d)\n%s\n#pragma pack(pop)", "#pragma pack(%d)\n%s\n#pragma pack()")) % (pragma, made)
+                made = rng.choice(_PRAGMAS) % (pragma, made)
             self._before.append(made)
         return Structure(kind, shown, spelling, members, min(pack or 4, 4) if self._narrow else pack, note)
 
@@ -221,10 +230,11 @@ class TypeMaker:
             return name, "bool", 1, 1, False, ("bool", self._comment(""))
         if self._chance(8):
             enumeration = self._enumeration()
-            if enumeration.size in sizes:
-                width = rng.randrange(1, 8 * enumeration.size + 1)
-                return name, enumeration.spelling, width, enumeration.size, enumeration.signed, (enumeration, self._comment(""))
-            return None
+            size = enumeration.size
+            if size not in sizes:
+                return None
+            width = rng.randrange(1, 8 * size + 1)
+            return name, enumeration.spelling, width, size, enumeration.signed, (enumeration, self._comment(""))
         spelling, size, narrow_size, signed = rng.choice(INTEGERS)
         if size not in sizes or (self._either and size != narrow_size):
             return None
@@ -244,7 +254,8 @@ class TypeMaker:
     def _packed_bits(self):
         fields = []
         while not fields:
-            fields = [field for field in (self._bit_field((1, 2, 4, 8)) for _ in range(self._rng.randrange(1, 8))) if field]
+            drawn = [self._bit_field((1, 2, 4, 8)) for _ in range(self._rng.randrange(1, 8))]
+            fields = [field for field in drawn if field]
         self._left -= len(fields)
         tag = self._name("P")
         body = "\n".join("    " + line for line in BitFields(fields, True).declarations())

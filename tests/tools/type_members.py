@@ -1,7 +1,7 @@
 """Members of C structures: their declarations, laid out a second time by ctypes, and what their values print.
 
-The 32-bit rules differ from the 64-bit ones in the sizes of `long` and pointers, and in that nothing is aligned to more than 4
-bytes: what #pragma pack(4) asks for, so that ctypes can lay out by them, too.
+The 32-bit rules differ from the 64-bit ones in the sizes of `long` and pointers, and in that nothing is aligned to more
+than 4 bytes: what #pragma pack(4) asks for, so that ctypes can lay out by them, too.
 """
 
 import ctypes
@@ -29,7 +29,8 @@ def floating(size, swapped):
     is_float = size == 4
     value = "%s({})[0]" % ("float_of_big" if is_float else "double_of_big") if swapped else "{}"
     code = "%ds" % size if swapped else "f" if is_float else "d"
-    return Field(size, code, "json_float(%s, %s)" % (value, is_float), "pretty_float(%s, %s)" % (value, is_float), FLOATS[size])
+    arguments = "(%s, %s)" % (value, is_float)
+    return Field(size, code, "json_float" + arguments, "pretty_float" + arguments, FLOATS[size])
 
 
 def whole(size, function, special, pretty=None):
@@ -48,8 +49,9 @@ LONG_DOUBLE = whole(10, "LongDouble", LONG_DOUBLES)
 class Scalar:
     """A member that is one field; `field` makes it, given whether numbers are big-endian here.
 
-    Every kind of member has `spelling`, `star` and `suffix` (the parts of its declaration), `note` (its annotations), `ctype`,
-    `one_order` (it cannot be big-endian), and `walk`, which adds its fields to a plan and gives the two expressions of its text.
+    Every kind of member has `spelling`, `star` and `suffix` (the parts of its declaration), `note` (its annotations),
+    `ctype`, `one_order` (it cannot be big-endian), and `walk`, which adds its fields to a plan and gives the two expressions
+    of its text.
     """
 
     one_order = False
@@ -120,9 +122,10 @@ class Array:
 
 def _braced(shown, named):
     parts = list(named)
+    template = " ".join(name + ": %s" for name, _ in parts)
     return (
         "[%s]" % ", ".join("(%r, %s)" % (name, json) for name, (json, _) in parts),
-        "'%s{ %s }' %% (%s,)" % (shown, " ".join(name + ": %s" for name, _ in parts), ", ".join(its for _, (_, its) in parts)),
+        "'%s{ %s }' %% (%s,)" % (shown, template, ", ".join(pretty for _, (_, pretty) in parts)),
     )
 
 
@@ -160,9 +163,9 @@ class Structure:
 
 
 class BitFields:
-    """A run of bit-fields: (name, spelling, bits, size, signed, kind), in bytes that no other member shares.
+    """A run of bit-fields: (name, spelling, bits, size, signed, (kind, comment)), in bytes that no other member shares.
 
-    By the rules of both kinds of x86, one that would cross the edge of its type begins there, unless the structure is packed.
+    One that would cross the edge of its type begins there, unless the structure is packed.
     """
 
     one_order = True
@@ -178,11 +181,14 @@ class BitFields:
             self._size = ctypes.sizeof(self.ctype)
         else:
             self._size = fields[0][3]
-            self.ctype = type("B", (ctypes.Structure,), {"_fields_": [(name, UNSIGNED[self._size], bits) for name, _, bits, *_ in fields]})
-            self._places = [(getattr(self.ctype, name).offset, getattr(self.ctype, name).size & 0xFFFF) for name, *_ in fields]
+            laid = [(name, UNSIGNED[self._size], width) for name, _, width, *_ in fields]
+            self.ctype = type("B", (ctypes.Structure,), {"_fields_": laid})
+            # Of a bit-field, `size` has the number of its bits above where they begin.
+            places = [getattr(self.ctype, name) for name, *_ in fields]
+            self._places = [(place.offset, place.size & 0xFFFF) for place in places]
 
     def declarations(self):
-        return ["%s %s : %d;%s" % (spelling, name, width, comment) for name, spelling, width, _, _, (_, comment) in self.fields]
+        return ["%s %s : %d;%s" % (spelling, name, width, shown[1]) for name, spelling, width, _, _, shown in self.fields]
 
     def named(self, plan, offset, swapped):
         special = [bytes(self._size), b"\xff" * self._size, b"\x80" * self._size, b"\x55" * self._size]

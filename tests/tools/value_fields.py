@@ -4,8 +4,8 @@ import collections
 import random
 import struct
 
-# A field as a printer shows it. `code` is what module struct calls it; `json` and `pretty` are expressions of module value_text's
-# names in which {} is the field as struct gives it.
+# A field as a printer shows it. `code` is what module struct calls it; `json` and `pretty` are expressions of module
+# value_text's names, in which {} is the field as struct gives it.
 Field = collections.namedtuple("Field", "size code json pretty special")
 
 
@@ -43,7 +43,12 @@ def _numbers(size):
 
 
 NUMBERS = {size: _numbers(size) for size in (1, 2, 4, 8)}
-_TIMES = (951782400, 951868799, 4107542399, -62135596800, -62135596801, -62167219200, -62167219201, 253402300799, 253402300800)
+_TIMES = [951782400, 951868799, 4107542399]
+# The ends of the years that some calendars know: 1, 9999; and of the year 0.
+_TIMES += [-62135596800, -62135596801, -62167219200, -62167219201, 253402300799, 253402300800]
+# Around March 1st of the years 0, -400 and -800, from where days are often counted.
+_MARCH = [-62162035200 - 146097 * 86400 * cycles for cycles in range(3)]
+_TIMES += [march + by for march in _MARCH for by in (-86401, -86400, -1, 0, 86399, 86400)]
 TIMES = {
     1: NUMBERS[1],
     2: NUMBERS[2],
@@ -53,7 +58,8 @@ TIMES = {
 
 
 def _floats(code, ones):
-    values = [0.0, -0.0, 1.0, -1.0, 0.1, 0.3, 1e5, 123456.0, 1e21, 1e22, 5e-324, 2.0**63, 2.0**70, 2.0**100, 2.0**-44, 16777216.0, 1e-5, 9.5e-7]
+    values = [0.0, -0.0, 1.0, -1.0, 0.1, 0.3, 1e5, 123456.0, 1e21, 1e22, 5e-324, 1e-5, 9.5e-7]
+    values += [2.0**63, 2.0**70, 2.0**100, 2.0**-44, 16777216.0]
     values += [2.0**power for power in range(-149, 128, 7)]
     little = [struct.pack("<" + code, value) for value in values]
     size = len(little[0])
@@ -82,14 +88,15 @@ LONG_DOUBLES = [
     bytes(7) + b"\x80\0\0",
 ]
 
-_PIECES = (
-    [bytes([i]) for i in range(32)]
-    + [b'"', b"\\", b"\\u0041", b"\\ud800", b"/", b"<", b"'", b" ", b"\x7f", b"abc", b"z", b"0", b"\0", b"\0after"]
-    + [piece.encode() for piece in ("\x80", "é", "\u07ff", "\u0800", "€", "\u2028", "\ufffd", "\uffff", "\U00010000", "😀", "\U0010ffff")]
-    # Continuation bytes alone, cut sequences, too long ones, surrogates, past the last code point, bytes that are never valid.
-    + [b"\x80", b"\xbf", b"\xc3", b"\xe2\x82", b"\xf0\x9f\x98", b"\xc0\x80", b"\xc1\xbf", b"\xe0\x80\x80", b"\xe0\x9f\xbf", b"\xf0\x8f\xbf\xbf"]
-    + [b"\xed\xa0\x80", b"\xed\xbf\xbf", b"\xed\xa0\xbd\xed\xb8\x80", b"\xf4\x90\x80\x80", b"\xf5\x80\x80\x80", b"\xfe", b"\xff", b"\xef\xbb\xbf"]
-)
+_PIECES = [bytes([i]) for i in range(32)]
+_PIECES += [b'"', b"\\", b"\\u0041", b"\\ud800", b"/", b"<", b"'", b" ", b"\x7f", b"abc", b"z", b"0", b"\0", b"\0after"]
+_PIECES += [chr(i).encode() for i in (0x80, 0xE9, 0x7FF, 0x800, 0x20AC, 0x2028, 0xD7FF, 0xE000, 0xFEFF, 0xFFFD, 0xFFFF)]
+_PIECES += [chr(i).encode() for i in (0x10000, 0x1F600, 0x10FFFF)]
+# Continuation bytes alone, sequences that are cut or too long, surrogates, past the last code point, what is never valid.
+_PIECES += [b"\x80", b"\xbf", b"\xc3", b"\xe2\x82", b"\xf0\x9f\x98"]
+_PIECES += [b"\xc0\x80", b"\xc1\xbf", b"\xe0\x80\x80", b"\xe0\x9f\xbf", b"\xf0\x8f\xbf\xbf"]
+_PIECES += [b"\xed\xa0\x80", b"\xed\xbf\xbf", b"\xed\xa0\xbd\xed\xb8\x80"]
+_PIECES += [b"\xf4\x90\x80\x80", b"\xf5\x80\x80\x80", b"\xfe", b"\xff"]
 
 
 def _texts(size):

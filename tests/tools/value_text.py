@@ -1,7 +1,7 @@
 """What each kind of field says in JSON and in pretty text, worked out from docs/types.md with Python's own means.
 
-Numbers of parsed JSON are bytes here, as printed, so that they are told from strings, true and false, and so that "-0" and
-"1e+05" are seen as they stand.
+Numbers of parsed JSON are bytes here, as printed, so that they are told from strings, true and false, and so that "-0"
+and "1e+05" are seen as they stand.
 """
 
 import codecs
@@ -34,7 +34,7 @@ def signed_bits(data, shift, width):
     return (bits(data, shift, width) ^ half) - half
 
 
-# Every byte that belongs to no valid UTF-8 is a replacement character of its own: go on behind the first byte of what is wrong.
+# Every byte that belongs to no valid UTF-8 is a replacement character of its own: go on behind the first of what is wrong.
 codecs.register_error("each_byte", lambda error: ("\ufffd", error.start + 1))
 
 
@@ -51,7 +51,7 @@ def quoted(data):
 
 
 def _digits(number, is_float):
-    """The fewest significant digits that read back to a finite number > 0, and the power of ten of the first of them."""
+    """The fewest significant digits that read back to a finite number > 0, and the power of ten of the first."""
     if not is_float:
         mantissa, exponent = ("%r" % number).partition("e")[::2]
         if exponent:
@@ -61,23 +61,24 @@ def _digits(number, is_float):
         if whole != "0":
             return digits, len(whole) - 1
         return digits, -1 - (len(fraction) - len(fraction.lstrip("0")))
-    # Below a power of two the numbers are denser than above: there a neighbour may read back where the nearest does not.
+    # Below a power of two numbers are denser than above: a neighbour may read back where the nearest does not.
     neighbours = (0, 1, -1) if math.frexp(number)[0] == 0.5 else (0,)
     found = None
     for precision in range(8, -1, -1):
         mantissa, exponent = ("%.*e" % (precision, number)).split("e")
-        nearest = int(mantissa.replace(".", ""))
-        fits = [nearest + by for by in neighbours if _libc.strtof(b"%de%d" % (nearest + by, int(exponent) - precision), None) == number]
+        nearest, last = int(mantissa.replace(".", "")), int(exponent) - precision
+        tried = [nearest + by for by in neighbours]
+        fits = [digits for digits in tried if _libc.strtof(b"%de%d" % (digits, last), None) == number]
         if not fits:
             break
-        found = str(fits[0]), int(exponent) - precision
+        found = str(fits[0]), last
     digits, last = found
     return digits.rstrip("0"), last + len(digits) - 1
 
 
 @functools.lru_cache(maxsize=10000)
 def finite(number, is_float):
-    """The shortest text that reads back to the same number, which is not 0; of two that are as short, the one without an exponent."""
+    """The shortest text that reads back to `number`, not 0; of two that are as short, the one without an exponent."""
     sign = "-" if number < 0 else ""
     number = abs(number)
     digits, exponent = _digits(number, is_float)
@@ -98,11 +99,15 @@ def json_float(number, is_float):
 def pretty_float(number, is_float):
     if number != 0 and math.isfinite(number):
         return finite(number, is_float)
-    return ("-" if math.copysign(1, number) < 0 else "") + ("0" if number == 0 else "nan" if math.isnan(number) else "inf")
+    sign = "-" if math.copysign(1, number) < 0 else ""
+    return sign + ("0" if number == 0 else "nan" if math.isnan(number) else "inf")
 
 
 class LongDouble:
-    """Equal to what the C library reads back as the same 80 bits. Of encodings that no processor makes: to any number or null."""
+    """Equal to what the C library reads back as the same 80 bits.
+
+    Of encodings that no processor makes: to any number or null.
+    """
 
     def __init__(self, data):
         self._bits = data[:10]
