@@ -8,9 +8,6 @@ from type_members import (
 )
 from value_fields import ADDRESSES
 
-# Times past 2^63 seconds are printed as if they were before 1970; no such fields until that is mended.
-UNSIGNED_TIMES_OF_64_BITS = False
-
 # Spelling, sizes by the 64-bit and the 32-bit rules, signed.
 INTEGERS = [
     ("signed char", 1, 1, True), ("unsigned char", 1, 1, False), ("int8_t", 1, 1, True), ("uint8_t", 1, 1, False),
@@ -77,8 +74,6 @@ class TypeMaker:
             return Pointer(to, UNSIGNED[size], lambda swapped: integer(size, False, "hex", False), star=star)
         spelling, size, narrow_size, signed = self._rng.choice(INTEGERS)
         shown = self._rng.choice(("", "", "", "hex", "time"))
-        if shown == "time" and size == 8 and not signed and not UNSIGNED_TIMES_OF_64_BITS:
-            shown = ""
         note = self._note(shown, "be" if self._chance(5) else "")
         size = narrow_size if self._narrow else size
         return Scalar(spelling, UNSIGNED[size], lambda swapped: integer(size, signed, shown, swapped), note)

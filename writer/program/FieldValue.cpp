@@ -152,16 +152,12 @@ bool storeBytes(const Field& field, std::string_view text, char separator, unsig
 }
 
 bool storeTime(const Field& field, const std::string& text, unsigned char* value) {
-    const std::optional<std::int64_t> seconds = parseUtcTime(text);
-    if (!seconds) {
+    const std::optional<UtcTime> time = parseUtcTime(text);
+    if (!time) {
         return storeInteger(field, text, value);
     }
-    if (field.isSigned || *seconds >= 0) {
-        return field.isSigned ? storeSigned(field, seconds, value)
-                              : storeUnsigned(field, static_cast<std::uint64_t>(*seconds), value);
-    }
-    // Printed as if 64 bits had a sign.
-    return bitsOf(field) == 64 && storeUnsigned(field, static_cast<std::uint64_t>(*seconds), value);
+    return field.isSigned ? storeSigned(field, time->signedSeconds(), value)
+                          : storeUnsigned(field, time->unsignedSeconds(), value);
 }
 
 } // namespace

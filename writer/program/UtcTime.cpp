@@ -6,6 +6,8 @@ namespace Halyx::Writer {
 
 namespace {
 
+constexpr std::int64_t kDay = 86400;
+
 /// Takes `width` digits and the character behind them off the text.
 bool take(std::string_view& text, std::size_t width, char behind, std::int64_t least, std::int64_t most,
           std::int64_t& number) {
@@ -32,10 +34,30 @@ std::int64_t daysToMarch(std::int64_t year) {
 
 } // namespace
 
-std::optional<std::int64_t> parseUtcTime(std::string_view text) {
+std::optional<std::int64_t> UtcTime::signedSeconds() const {
+    // Before 1970 counted back from the day's end: the first second that can be counted is within a day.
+    const std::int64_t back = days < 0 ? 1 : 0;
+    std::int64_t seconds = 0;
+    if (__builtin_mul_overflow(days + back, kDay, &seconds) ||
+        __builtin_add_overflow(seconds, second - kDay * back, &seconds)) {
+        return std::nullopt;
+    }
+    return seconds;
+}
+
+std::optional<std::uint64_t> UtcTime::unsignedSeconds() const {
+    std::uint64_t seconds = 0;
+    if (days < 0 || __builtin_mul_overflow(static_cast<std::uint64_t>(days), std::uint64_t{kDay}, &seconds) ||
+        __builtin_add_overflow(seconds, static_cast<std::uint64_t>(second), &seconds)) {
+        return std::nullopt;
+    }
+    return seconds;
+}
+
+std::optional<UtcTime> parseUtcTime(std::string_view text) {
     const bool negative = !text.empty() && text[0] == '-';
     text.remove_prefix(negative ? 1 : 0);
-    constexpr std::int64_t mostYears = 300000000000; // more than 64 bits of seconds have
+    constexpr std::int64_t mostYears = 600000000000; // more than 64 bits of seconds have
     const std::size_t yearDigits = text.find('-');
     std::int64_t year = 0;
     std::int64_t month = 0;
@@ -56,14 +78,7 @@ std::optional<std::int64_t> parseUtcTime(std::string_view text) {
     // Months counted from March, so that the leap day is a year's last.
     const std::int64_t months = month > 2 ? month - 3 : month + 9;
     const std::int64_t days = daysToMarch(month > 2 ? year : year - 1) + (153 * months + 2) / 5 + day - 1;
-    // Before 1970 counted back from the day's end: the first second that can be counted is within a day.
-    const std::int64_t back = days < 0 ? 1 : 0;
-    std::int64_t seconds = 0;
-    if (__builtin_mul_overflow(days + back, 86400, &seconds) ||
-        __builtin_add_overflow(seconds, 3600 * hour + 60 * minute + second - 86400 * back, &seconds)) {
-        return std::nullopt;
-    }
-    return seconds;
+    return UtcTime{days, 3600 * hour + 60 * minute + second};
 }
 
 } // namespace Halyx::Writer

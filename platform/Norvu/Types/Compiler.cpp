@@ -2,6 +2,9 @@
 
 #include "Norvu/Types/Program.h"
 
+#include "Norvu/Quote.h"
+#include "Norvu/Text.h"
+
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -152,7 +155,7 @@ private:
 
     void structure(const Type& type, const Part& part) {
         if (!json_) {
-            text(type.name);
+            text(Norvu::safeText(type.name));
         }
         text("{");
         count(part.member.line, membersOf(part.member.type));
@@ -165,16 +168,15 @@ private:
         text(json_ ? "}" : " }");
     }
 
+    /// Names come from a file that anyone may have written.
     void name(const std::string& name, bool first) {
-        if (json_) {
-            text(first ? "\"" : ",\"");
-            text(name);
-            text("\":");
-        } else {
-            text(" ");
-            text(name);
-            text(": ");
+        if (!json_) {
+            text(" " + Norvu::safeText(name) + ": ");
+            return;
         }
+        std::string quoted;
+        appendJsonString(quoted, name);
+        text((first ? "" : ",") + quoted + ":");
     }
 
     std::uint32_t enumeration(const Type& type) {

@@ -1,6 +1,6 @@
 #include "Norvu/Types/Field.h"
 
-#include <algorithm>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -13,6 +13,11 @@ using Code = Field::Code;
 bool isByte(const Declarations& declarations, const Layout& layout, TypeId id) {
     const Type& type = declarations.at(id);
     return (type.kind == Kind::Integer || type.kind == Kind::Character) && layout.sizeOf(id) == 1;
+}
+
+/// Bytes that an annotation for addresses needs; 0: there is none.
+std::uint64_t addressSize(const Notes& notes) {
+    return notes.ipv4 ? 4 : notes.ipv6 ? 16 : notes.mac ? 6 : 0;
 }
 
 /// A field that an annotation says how to show, whatever its type is: addresses and text are bytes in the order of memory.
@@ -53,7 +58,7 @@ Code scalarCode(const Type& type, const Member& member, std::uint64_t size) {
     case Kind::Bool:
         return Code::Bool;
     case Kind::Character:
-        return member.bits ? Code::Signed : Code::Text;
+        return !member.bits ? Code::Text : type.isSigned ? Code::Signed : Code::Unsigned;
     case Kind::Float:
         return size == 4 ? Code::Float : size == 8 ? Code::Double : Code::LongDouble;
     case Kind::Enum:
@@ -67,10 +72,56 @@ Code scalarCode(const Type& type, const Member& member, std::uint64_t size) {
     }
 }
 
+bool isAnonymous(const Declarations& declarations, const Member& member) {
+    const Kind kind = declarations.at(member.type).kind;
+    return member.name.empty() && !member.bits && (kind == Kind::Struct || kind == Kind::Union);
+}
+
+/// The members that are shown: those with a name and anonymous structures, of a union the first of them.
+std::vector<std::size_t> shownMembers(const Declarations& declarations, const Type& type) {
+    std::vector<std::size_t> shown;
+    for (std::size_t i = 0; i < type.members.size(); ++i) {
+        if (!type.members[i].name.empty() || isAnonymous(declarations, type.members[i])) {
+            shown.push_back(i);
+            if (type.kind == Kind::Union) {
+                break;
+            }
+        }
+    }
+    return shown;
+}
+
+/// Each name is one part's: JSON allows no other. A base class may have a member's name.
+void makeUnique(std::vector<Part>& parts) {
+    std::set<std::string> names;
+    for (const Part& part : parts) {
+        if (!part.member.ancestor && !names.insert(part.member.name).second) {
+            throw DescriptionError(part.member.line, "'" + part.member.name + "' is declared twice");
+        }
+    }
+    for (Part& part : parts) {
+        while (part.member.ancestor && !names.insert(part.member.name).second) {
+            part.member.name += "'";
+        }
+    }
+}
+
 Part inside(const Part& outer, const Member& member, const Place& place) {
     Part part{member, outer.offset + place.offset, place.bit};
     part.member.notes.bigEndian = member.notes.bigEndian || outer.member.notes.bigEndian;
     return part;
+}
+
+void gather(const Declarations& declarations, const Layout& layout, const Part& structure, std::vector<Part>& parts) {
+    const Type& type = declarations.at(structure.member.type);
+    for (const std::size_t i : shownMembers(declarations, type)) {
+        Part part = inside(structure, type.members[i], layout.placesOf(structure.member.type)[i]);
+        if (part.member.name.empty()) {
+            gather(declarations, layout, part, parts);
+        } else {
+            parts.push_back(std::move(part));
+        }
+    }
 }
 
 } // namespace
@@ -92,7 +143,9 @@ std::optional<Field> fieldOf(const Declarations& declarations, const Layout& lay
     field.size = static_cast<std::uint32_t>(size);
     const bool array = type.kind == Kind::Array;
     const bool bytes = array && isByte(declarations, layout, type.element);
-    if ((notes.ipv4 || notes.ipv6 || notes.mac || notes.string) && (!array || bytes)) {
+    // Of an array it holds for each element, unless only the whole is such an address.
+    const bool whole = array && size == addressSize(notes) && layout.sizeOf(type.element) != size;
+    if ((addressSize(notes) != 0 || notes.string) && (!array || bytes || whole)) {
         field.code = shapeOf(member, size, bytes || type.kind == Kind::Character);
         return field;
     }
@@ -121,33 +174,19 @@ std::optional<Field> fieldOf(const Declarations& declarations, const Layout& lay
 }
 
 std::vector<Part> partsOf(const Declarations& declarations, const Layout& layout, const Part& structure) {
-    const Type& type = declarations.at(structure.member.type);
-    const std::size_t shown =
-        type.kind == Kind::Union ? std::min<std::size_t>(1, type.members.size()) : type.members.size();
     std::vector<Part> parts;
-    for (std::size_t i = 0; i < shown; ++i) {
-        const Member& member = type.members[i];
-        Part part = inside(structure, member, layout.placesOf(structure.member.type)[i]);
-        if (!member.name.empty()) {
-            parts.push_back(std::move(part));
-            continue;
-        }
-        const Kind kind = declarations.at(member.type).kind;
-        if (!member.bits && (kind == Kind::Struct || kind == Kind::Union)) {
-            for (Part& inner : partsOf(declarations, layout, part)) {
-                parts.push_back(std::move(inner));
-            }
-        }
-    }
+    gather(declarations, layout, structure, parts);
+    makeUnique(parts);
     return parts;
 }
 
 std::optional<Part> onlyPartOf(const Declarations& declarations, const Layout& layout, const Part& unionPart) {
     const Type& type = declarations.at(unionPart.member.type);
-    if (type.members.empty()) {
+    const std::vector<std::size_t> shown = shownMembers(declarations, type);
+    if (shown.empty()) {
         return std::nullopt;
     }
-    return inside(unionPart, type.members.front(), layout.placesOf(unionPart.member.type).front());
+    return inside(unionPart, type.members[shown[0]], layout.placesOf(unionPart.member.type)[shown[0]]);
 }
 
 Part elementOf(const Declarations& declarations, const Layout& layout, const Part& array, std::uint32_t index) {

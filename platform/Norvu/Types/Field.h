@@ -54,7 +54,8 @@ Part wholeOf(const Declarations& declarations);
 std::optional<Field> fieldOf(const Declarations& declarations, const Layout& layout, const Part& part);
 
 /// The named parts of a structure in the order in which they are shown. An anonymous structure's count as the outer one's, an
-/// anonymous union's first as well.
+/// anonymous union's first as well. Their names differ: throws DescriptionError for a name that is declared twice, and a base
+/// class whose name is a member's too gets a stroke behind its own.
 std::vector<Part> partsOf(const Declarations& declarations, const Layout& layout, const Part& structure);
 
 /// What a union is shown as: its first member. Nothing when it has none.

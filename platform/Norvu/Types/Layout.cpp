@@ -73,13 +73,26 @@ void Layout::layOut(TypeId id, unsigned line, unsigned depth) {
     laid.state = Laid::State::Done;
 }
 
-/// A type that nothing declares, but of which a comment tells place and size: bytes.
-void Layout::layOutUnknown(const Member& member) {
-    Laid& laid = types_[member.type];
+/// Whether a member is of a type that nothing declares, or an array of such, while a comment tells place and size: `element` is
+/// that type, `count` how many of it there are.
+bool Layout::isUnknown(const Member& member, TypeId& element, std::uint64_t& count) const {
+    element = member.type;
+    count = 1;
+    while (declarations_.at(element).kind == Kind::Array && count <= kMostBytes) {
+        count *= declarations_.at(element).count;
+        element = declarations_.at(element).element;
+    }
+    return declarations_.at(element).kind == Kind::Opaque && member.claim && member.claim->size && !member.bits &&
+           count != 0 && *member.claim->size % count == 0;
+}
+
+/// Lays such a type out as bytes.
+void Layout::layOutUnknown(const Member& member, TypeId element, std::uint64_t count) {
+    Laid& laid = types_[element];
     if (laid.state == Laid::State::Done) {
         return;
     }
-    laid.size = *member.claim->size;
+    laid.size = *member.claim->size / count;
     laid.dataEnd = laid.size;
     laid.align = 1;
     laid.state = Laid::State::Done;
@@ -99,12 +112,13 @@ void Layout::layOutStructure(TypeId id, unsigned depth) {
     laid.align = std::max(1U, type.askedAlign);
     for (const Member& member : type.members) {
         const Type& its = declarations_.at(member.type);
-        const bool unknown = its.kind == Kind::Opaque && member.claim && member.claim->size && !member.bits;
+        TypeId element = kNoType;
+        std::uint64_t count = 0;
+        const bool unknown = isUnknown(member, element, count);
         if (unknown) {
-            layOutUnknown(member);
-        } else {
-            layOut(member.type, member.line, depth + 1);
+            layOutUnknown(member, element, count);
         }
+        layOut(member.type, member.line, depth + 1);
         const Laid& inner = types_[member.type];
         std::uint32_t align = std::min(inner.align, member.packed ? 1U : most);
         align = std::max(align, member.align);

@@ -98,11 +98,12 @@ void appendFloat(std::string& out, const Field& field, const unsigned char* at, 
     appendNumber(out, number);
 }
 
-/// Seconds since 1970 as 2026-01-31T23:59:59Z.
-void appendTime(std::string& out, std::int64_t seconds) {
+/// Seconds since 1970 as 2026-01-31T23:59:59Z; the 64 bits may have no sign.
+void appendTime(std::string& out, std::uint64_t word, bool isSigned) {
     constexpr std::int64_t day = 86400;
-    std::int64_t days = seconds / day;
-    std::int64_t rest = seconds % day;
+    const auto seconds = static_cast<std::int64_t>(word);
+    std::int64_t days = isSigned ? seconds / day : static_cast<std::int64_t>(word / day);
+    std::int64_t rest = isSigned ? seconds % day : static_cast<std::int64_t>(word % day);
     if (rest < 0) {
         rest += day;
         --days;
@@ -226,7 +227,8 @@ void Program::show(const Operation& operation, const unsigned char* at, std::str
         break;
     case Code::Time:
         quote(out);
-        appendTime(out, field.isSigned ? signedOf(field, at) : static_cast<std::int64_t>(numberOf(field, at)));
+        appendTime(out, field.isSigned ? static_cast<std::uint64_t>(signedOf(field, at)) : numberOf(field, at),
+                   field.isSigned);
         quote(out);
         break;
     }

@@ -45,7 +45,7 @@ std::int64_t apply(unsigned line, char sign, std::int64_t left, std::int64_t rig
     return result;
 }
 
-std::int64_t number(const Token& token) {
+std::uint64_t number(const Token& token) {
     std::string_view digits = token.text;
     int base = 10;
     if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
@@ -63,7 +63,7 @@ std::int64_t number(const Token& token) {
     if (error != std::errc{} || suffix.find_first_not_of("uUlL") != std::string_view::npos || suffix.size() > 3) {
         throw DescriptionError(token.line, "bad number '" + std::string(token.text) + "'");
     }
-    return static_cast<std::int64_t>(value); // above the signed range it is what C makes of it in an int64
+    return value;
 }
 
 /// By precedence. Borrows both for the length of one expression.
@@ -121,7 +121,7 @@ private:
         }
         const Token& token = cursor_.next();
         if (token.kind == Token::Kind::Number) {
-            return number(token);
+            return static_cast<std::int64_t>(number(token)); // what C makes of it in 64 bits with a sign
         }
         if (token.kind == Token::Kind::Name) {
             if (const auto known = scope_.constant(token.text)) {
@@ -136,6 +136,13 @@ private:
 };
 
 } // namespace
+
+bool isUnsignedLiteral(Cursor& cursor) {
+    const Token& token = cursor.peek();
+    const std::string_view behind = cursor.lookAhead(1).text;
+    return token.kind == Token::Kind::Number && (behind == "," || behind == "}") &&
+           number(token) > std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+}
 
 std::int64_t expression(Cursor& cursor, const Scope& scope) {
     return Expression(cursor, scope).binary(0);

@@ -30,6 +30,7 @@ void Structures::read(TypeId id, Kind kind, Attributes attributes) {
         }
     }
     cursor_.expect("}");
+    leading_.reset(); // it was about nothing
     attributeList(cursor_, scope_, attributes);
     saidAncestors = saidAncestors || std::any_of(made.members.begin(), made.members.end(),
                                                  [](const Member& its) { return its.ancestor; });

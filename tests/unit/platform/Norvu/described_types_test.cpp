@@ -334,6 +334,56 @@ TEST(DescribedTypes, MemberFunctionsTakeNoRoom) {
               "S{ a: 7 }");
 }
 
+TEST(DescribedTypes, EachNameIsOneMembers) {
+    EXPECT_EQ(fault("struct T {\n int a;\n int a;\n};", 8), "3: 'a' is declared twice");
+    EXPECT_EQ(fault("struct T {\n int a;\n struct {\n int a;\n };\n};", 8), "4: 'a' is declared twice");
+    EXPECT_EQ(json("struct B { short x; }; struct T : B { short B; };", bytes(u16{1}, u16{2})),
+              R"({"B'":{"x":1},"B":2})");
+}
+
+TEST(DescribedTypes, NamesAreEscapedWhereverTheyComeFrom) {
+    const std::string text = "struct D {\n/* class Bas\"e\x01  <ancestor>; */ /* 0 2 */\n short a; /* 2 2 */\n};";
+    EXPECT_EQ(json(text, bytes(u16{1}, u16{2})), R"({"Bas\"e\u0001":"0100","a":2})");
+    EXPECT_EQ(pretty(text, bytes(u16{1}, u16{2})), "D{ Bas\"e\\x01: 0100 a: 2 }");
+}
+
+TEST(DescribedTypes, EnumeratorsMayNeedAllOf64Bits) {
+    const std::string text = "enum E { ALL = 0xffffffffffffffff, ONE = 1 }; struct T { enum E e; };";
+    EXPECT_EQ(pretty(text, bytes(~u64{0})), "T{ e: ALL }");
+    EXPECT_EQ(pretty(text, bytes(~u64{0} - 1)), "T{ e: 18446744073709551614 }");
+    EXPECT_EQ(fault("enum T { ALL = 18446744073709551615, LESS = -1 };", 8), "1: no integer holds all enumerators");
+}
+
+TEST(DescribedTypes, UnsignedTimesGoOnWhereSignedOnesEnd) {
+    EXPECT_EQ(pretty("struct T { uint64_t t; /* time */ };", bytes(~u64{0})), "T{ t: 584554051223-11-09T07:00:15Z }");
+    EXPECT_EQ(pretty("struct T { int64_t t; /* time */ };", bytes(~u64{0})), "T{ t: 1969-12-31T23:59:59Z }");
+}
+
+TEST(DescribedTypes, WhatHasNoNameIsPassedOver) {
+    EXPECT_EQ(pretty("struct T { union { int : 3; int a; } u; };", bytes(7)), "T{ u: 7 }");
+    EXPECT_EQ(pretty("struct T { union { int : 3; int a; }; };", bytes(7)), "T{ a: 7 }");
+    EXPECT_EQ(pretty("struct T { char8_t a : 8; };", bytes(u8{255})), "T{ a: 255 }");
+}
+
+TEST(DescribedTypes, AddressesMayBeArraysOfWiderNumbers) {
+    EXPECT_EQ(pretty("struct T { uint32_t a[4]; /* ipv6 */ };", std::string(15, '\0') + "\1"), "T{ a: ::1 }");
+    EXPECT_EQ(pretty("struct T { uint16_t a[3]; /* mac */ };", "\1\2\3\4\5\6"), "T{ a: 01:02:03:04:05:06 }");
+    EXPECT_EQ(pretty("struct T { uint32_t a[2]; /* ipv4 */ };", "\1\2\3\4\5\6\7\10"), "T{ a: [ 1.2.3.4 5.6.7.8 ] }");
+    EXPECT_EQ(pretty("struct T { uint8_t a[2][6]; /* mac */ };", "\1\2\3\4\5\6\1\2\3\4\5\6"),
+              "T{ a: [ 01:02:03:04:05:06 01:02:03:04:05:06 ] }");
+}
+
+TEST(DescribedTypes, ArraysOfWhatNothingDeclaresAreBytesWhenACommentTellsTheirSize) {
+    EXPECT_EQ(pretty("struct T {\n struct Entry<short, short> b[2]; /* 0 8 */\n};", bytes(u32{1}, u32{2})),
+              "T{ b: [ 01000000 02000000 ] }");
+    EXPECT_EQ(fault("struct T {\n struct Entry b[3]; /* 0 8 */\n};", 8), "2: type 'Entry' is not known");
+}
+
+TEST(DescribedTypes, APlaceInFrontOfABodysEndIsNobodys) {
+    EXPECT_EQ(pretty("struct T {\n struct I { short a;\n/* 0 | 4 */ } i;\n short b;\n};", bytes(u16{1}, u16{2})),
+              "T{ i: I{ a: 1 } b: 2 }");
+}
+
 TEST(DescribedTypes, ReadWhatPaholePrints) {
     // Written by pahole 1.24 for a C++ program; the sizes are the compiler's.
     const std::pair<const char*, unsigned> kTypes[] = {
