@@ -10,16 +10,22 @@ namespace Bench {
 struct Table {
     std::string directory;
     std::uint32_t elements;
-    std::uint32_t valueSize;
-    bool dynamic; ///< values in four slabs instead of the slots
+    std::uint32_t valueSize; ///< a multiple of 8, at most kMostValueSize
+    bool dynamic;            ///< values in kSlabs slabs instead of the slots
+    std::string valueType = "BenchValue";
+
+    [[nodiscard]] std::uint32_t slotSize() const;
+    [[nodiscard]] std::uint32_t entrySize() const;
+    [[nodiscard]] std::string slabPath(unsigned slab) const;
 };
 
-/// Writes the files of `table`, replacing what is there. Exits with a message when it cannot.
-void build(const Table& table);
+inline constexpr unsigned kSlabs = 4;
+inline constexpr std::uint32_t kMostValueSize = 64;
 
-/// Prints every element of `table` to descriptor `out` as the tool's walk does, by the loop that does only the unavoidable:
-/// no check, no second look, nothing virtual. With `lookAhead` it asks for the first, second and third slots of chains
-/// ahead. The number of elements.
-std::uint64_t bareLoop(const Table& table, int out, bool lookAhead);
+/// Writes the value of element `index` of any table whose values have `size` bytes.
+void writeValue(unsigned char* to, std::uint32_t index, std::uint32_t size);
+
+/// Writes the files of `table`, replacing what is there. Throws std::runtime_error when it cannot.
+void build(const Table& table);
 
 } // namespace Bench
