@@ -91,6 +91,7 @@ Program command(std::vector<std::string> words, Complaints complaints) {
             ::dup2(complaints == Complaints::Kept ? out : devNull(), STDERR_FILENO);
         }
         ::execvp(arguments[0], arguments.data());
+        std::perror(arguments[0]);
         ::_exit(127);
     };
 }
