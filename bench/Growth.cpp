@@ -5,8 +5,22 @@
 #include "Topics.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace Bench {
+
+namespace {
+
+void reportMemory(Report& report, std::uint32_t elements, const std::string& name) {
+    const std::string what = "memory besides the files, " + std::to_string(elements) + " elements";
+    try {
+        report.row(what, anonymousKiB(halyx({name})), "KiB");
+    } catch (const std::runtime_error& error) {
+        report.note(what, error.what());
+    }
+}
+
+} // namespace
 
 void growth(Context& context) {
     constexpr std::uint32_t small = 1000;
@@ -36,10 +50,8 @@ void growth(Context& context) {
     }
     const std::uint32_t largest = *std::max_element(sizes.begin(), sizes.end());
     build({context.collection("small"), small, 8, false});
-    const double little = anonymousKiB(halyx({"small"}));
-    const double much = anonymousKiB(halyx({nameOf(largest)}));
-    report.row("memory besides the files, " + std::to_string(small) + " elements", little, "KiB");
-    report.row("memory besides the files, " + std::to_string(largest) + " elements", much, "KiB");
+    reportMemory(report, small, "small");
+    reportMemory(report, largest, nameOf(largest));
 }
 
 } // namespace Bench

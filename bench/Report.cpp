@@ -87,7 +87,7 @@ void Report::note(const std::string& what, const std::string& words) {
 void Report::print(const std::string& what, const std::string& median, const std::string& spread,
                    const std::string& unit, const std::string& goal) {
     std::string line = "  " + what;
-    line.resize(std::max<std::size_t>(line.size() + 1, 54), ' ');
+    line.resize(std::max<std::size_t>(line.size() + 1, 60), ' ');
     if (!median.empty()) {
         line += std::string(8 - std::min<std::size_t>(median.size(), 8), ' ') + median + "  ";
         const std::string range = spread.empty() ? "" : "(" + spread + ")";
