@@ -85,7 +85,8 @@ private:
         return Checks ? static_cast<std::uint32_t>(index) < elements_ : index >= 0;
     }
 
-    void lookAhead(std::uint32_t bucket) const {
+    // g++ takes a function that only prefetches for one without effects, and drops calls of it: hence always_inline.
+    [[gnu::always_inline]] inline void lookAhead(std::uint32_t bucket) const {
         constexpr std::uint32_t first = 72;
         constexpr std::uint32_t second = 48;
         constexpr std::uint32_t third = 24;
@@ -111,7 +112,7 @@ private:
     }
 
     /// Asks for what lies behind a slot that has arrived: its slab entry and the next slot.
-    void prefetchBehind(std::int32_t index) const {
+    [[gnu::always_inline]] inline void prefetchBehind(std::int32_t index) const {
         const std::int32_t next = linkAt(slotAt(index)).index;
         if (isSlot(next)) {
             __builtin_prefetch(slotAt(next));
