@@ -128,10 +128,6 @@ private:
     std::vector<pid_t> processes_;
 };
 
-std::string readersLine(int clients) {
-    return std::to_string(clients) + "\n";
-}
-
 } // namespace
 
 void clients(Context& context) {
@@ -150,7 +146,7 @@ void clients(Context& context) {
         {"halyx -a", halyx({"-a"})},
         {"halyx -w", halyx({"-w", name})},
     };
-    if (digestOf(sides[0].program).head != readersLine(ofThem)) {
+    if (digestOf(sides[0].program).head != std::to_string(ofThem) + "\n") {
         throw std::runtime_error("the bare loop does not find the clients");
     }
     if (digestOf(sides[2].program).bytes < std::uint64_t{7} * static_cast<unsigned>(ofThem)) {

@@ -8,6 +8,8 @@ namespace Bench {
 
 namespace {
 
+constexpr std::uint32_t kMostElements = 5000000; ///< more take minutes to store
+
 /// Every byte as two hexadecimal digits behind `before`.
 void put(std::FILE* in, const char* before, const unsigned char* bytes, std::uint32_t size, const char* digits) {
     char text[4 * kMostValueSize];
@@ -97,6 +99,10 @@ const std::vector<Peer>& peers() {
 
 void addPeers(const Table& table, const std::string& directory, std::vector<Side>& sides, Report& report) {
     for (const Peer& peer : peers()) {
+        if (table.elements > kMostElements) {
+            report.note(peer.name, "skipped: too many elements to make a store of");
+            continue;
+        }
         if (!std::all_of(peer.needs.begin(), peer.needs.end(), installed)) {
             report.note(peer.name, "skipped: not installed (package " + peer.package + ")");
             continue;

@@ -27,8 +27,8 @@ struct PeerGoals {
     std::string text;
 };
 
-/// Adds to `sides` a side for each peer that is installed, with its store made and its dump counted; says in the report which
-/// peers are not.
+/// Adds to `sides` a side for each peer, with its store made and its dump counted; says in the report which peers are not
+/// installed, or that there are too many elements.
 void addPeers(const Table& table, const std::string& directory, std::vector<Side>& sides, Report& report);
 
 /// The rows that compare the measured `sides[0]`, the tool, with the peers among `sides`. `goals` are in the order of peers().

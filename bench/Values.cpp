@@ -15,8 +15,6 @@ namespace Bench {
 
 namespace {
 
-constexpr std::uint32_t kMostForPeers = 5000000; ///< their stores take long to make
-
 void dynamicValues(Context& context, std::uint32_t elements) {
     Report& report = context.report;
     report.table("Dynamic values: " + std::to_string(elements) + " elements of 64 bytes in " + std::to_string(kSlabs) +
@@ -32,9 +30,7 @@ void dynamicValues(Context& context, std::uint32_t elements) {
         expectSame(sides[1].name, tool, digestOf(sides[1].program));
         report.note("the bare loop prints what halyx prints", "verified, " + std::to_string(tool.bytes) + " bytes");
     }
-    if (elements <= kMostForPeers) {
-        addPeers(table, context.root, sides, report);
-    }
+    addPeers(table, context.root, sides, report);
     alternate(sides, context.settings.rounds);
     for (const Side& side : sides) {
         report.row(side.name, spreadOf(rates(side, elements / 1e6)), "M elements/s");

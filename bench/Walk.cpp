@@ -12,8 +12,6 @@ namespace Bench {
 
 namespace {
 
-constexpr std::uint32_t kMostForPeers = 5000000; ///< their stores take long to make
-
 void walkOne(Context& context, std::uint32_t elements) {
     Report& report = context.report;
     report.table("Walk: " + std::to_string(elements) + " elements, static values of 8 bytes");
@@ -33,9 +31,7 @@ void walkOne(Context& context, std::uint32_t elements) {
         }
         report.note("the bare loops print what halyx prints", "verified, " + std::to_string(tool.bytes) + " bytes");
     }
-    if (elements <= kMostForPeers) {
-        addPeers(table, context.root, sides, report);
-    }
+    addPeers(table, context.root, sides, report);
     alternate(sides, context.settings.rounds);
     for (const Side& side : sides) {
         report.row(side.name, spreadOf(rates(side, elements / 1e6)), "M elements/s");
@@ -44,9 +40,7 @@ void walkOne(Context& context, std::uint32_t elements) {
         report.row("halyx / " + sides[i].name,
                    spreadOf(quotients(rates(sides[0], elements), rates(sides[i], elements))), "times");
     }
-    if (elements <= kMostForPeers) {
-        reportPeers(sides, elements, std::vector<PeerGoals>(peers().size()), report);
-    }
+    reportPeers(sides, elements, std::vector<PeerGoals>(peers().size()), report);
 }
 
 } // namespace
