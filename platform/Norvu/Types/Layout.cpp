@@ -32,15 +32,16 @@ Layout::Layout(const Declarations& declarations, Abi abi)
 
 void Layout::layOut(TypeId id, unsigned line, unsigned depth) {
     Laid& laid = types_[id];
-    if (laid.state == Laid::State::Done) {
-        return;
-    }
     const Type& type = declarations_.at(id);
     if (laid.state == Laid::State::Begun) {
         throw DescriptionError(line, "'" + type.name + "' contains itself");
     }
-    if (depth > kMostDepth) {
+    // What is laid out already counts with all that is in it: it may have been met nearer to the value than here.
+    if (depth + laid.height > kMostDepth) {
         throw DescriptionError(line, "nested more than " + std::to_string(kMostDepth) + " deep");
+    }
+    if (laid.state == Laid::State::Done) {
+        return;
     }
     laid.state = Laid::State::Begun;
     switch (type.kind) {
@@ -53,6 +54,7 @@ void Layout::layOut(TypeId id, unsigned line, unsigned depth) {
         const Laid& element = types_[type.element];
         laid.size = element.size * type.count;
         laid.align = element.align;
+        laid.height = element.height + 1;
         break;
     }
     case Kind::Struct:
@@ -120,6 +122,7 @@ void Layout::layOutStructure(TypeId id, unsigned depth) {
         }
         layOut(member.type, member.line, depth + 1);
         const Laid& inner = types_[member.type];
+        laid.height = std::max(laid.height, inner.height + 1);
         std::uint32_t align = std::min(inner.align, member.packed ? 1U : most);
         align = std::max(align, member.align);
         const std::uint64_t begin = isUnion ? 0 : end;

@@ -26,6 +26,7 @@ private:
         std::uint64_t size = 0;
         std::uint64_t dataEnd = 0; ///< where the last member ends: a derived class may begin there
         std::uint32_t align = 1;
+        unsigned height = 0; ///< types that are inside of each other in it
         std::vector<Place> places;
     };
 

@@ -295,6 +295,15 @@ TEST(DescribedTypes, NestingAndNumbersAreBounded) {
     EXPECT_EQ(many.at(many.value).members.size(), 40000U);
     EXPECT_TRUE(many.at(many.value).members.front().notes.hex);
     EXPECT_TRUE(many.at(many.value).members.back().notes.bigEndian);
+    // Met from the innermost on, each type is one step from what is laid out already.
+    std::string chain = "typedef int A0[1];";
+    std::string met = "struct T { A0 a0;";
+    for (int i = 1; i < 200; ++i) {
+        const std::string name = "A" + std::to_string(i);
+        chain += "typedef A" + std::to_string(i - 1) + " " + name + "[1];";
+        met += name + " a" + std::to_string(i) + ";";
+    }
+    EXPECT_EQ(fault(chain + met + "};", 800), "1: nested more than 64 deep");
     std::string wide = "struct E { ";
     for (int i = 0; i < 30000; ++i) {
         wide += "char a" + std::to_string(i) + "[0]; ";
