@@ -59,29 +59,31 @@ private:
 Description::Description(std::string_view text, std::string_view typeName, std::optional<std::uint32_t> size)
     : declarations_(parse(text, typeName)) {
     std::optional<DescriptionError> first;
-    std::uint64_t sizes[kAbis] = {};
+    std::string sizes;
     for (const Abi abi : {Abi::X86_64, Abi::I386}) {
         try {
             layout_.emplace(declarations_, abi);
             const std::uint64_t its = layout_->sizeOf(declarations_.value);
-            sizes[static_cast<unsigned>(abi)] = its;
             if (!size || its == *size) {
                 return;
             }
+            const std::string number = std::to_string(its);
+            sizes += abi == Abi::X86_64 ? number + " bytes"
+                     : sizes.empty()    ? number + " bytes by the 32-bit rules"
+                                        : " (" + number + " by the 32-bit rules)";
         } catch (const DescriptionError& error) {
             if (!first) {
                 first = error;
             }
         }
     }
-    if (first) {
+    // What comments of tools say may rule one of the two out; the fault then is what the other one has.
+    if (sizes.empty()) {
         throw *first;
     }
     const Type& type = declarations_.at(declarations_.value);
-    throw DescriptionError(type.line, "'" + (type.name.empty() ? std::string(typeName) : type.name) + "' has " +
-                                          std::to_string(sizes[0]) + " bytes (" + std::to_string(sizes[1]) +
-                                          " by the 32-bit rules), the collection's values have " +
-                                          std::to_string(*size));
+    throw DescriptionError(type.line, "'" + (type.name.empty() ? std::string(typeName) : type.name) + "' has " + sizes +
+                                          ", the collection's values have " + std::to_string(*size));
 }
 
 std::vector<std::string> descriptionDirectories() {

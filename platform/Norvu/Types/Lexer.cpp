@@ -58,6 +58,8 @@ private:
             add(Token::Kind::Name, nameLength());
         } else if (isDigit(c)) {
             add(Token::Kind::Number, numberLength());
+        } else if (c == '"') {
+            string();
         } else {
             punctuation(c);
         }
@@ -83,6 +85,18 @@ private:
             ++length;
         }
         return length;
+    }
+
+    /// A message of an assertion or attribute; nothing that a layout depends on.
+    void string() {
+        std::size_t length = 1;
+        while (length < rest_.size() && rest_[length] != '"' && rest_[length] != '\n') {
+            length += rest_[length] == '\\' ? 2U : 1U;
+        }
+        if (length >= rest_.size() || rest_[length] != '"') {
+            throw DescriptionError(line_, "string without end");
+        }
+        add(Token::Kind::String, length + 1);
     }
 
     void punctuation(char c) {

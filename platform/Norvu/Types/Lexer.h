@@ -8,7 +8,7 @@
 namespace Norvu::Types {
 
 struct Token {
-    enum class Kind : std::uint8_t { Name, Number, Punctuation, Comment, Pack, End };
+    enum class Kind : std::uint8_t { Name, Number, String, Punctuation, Comment, Pack, End };
     Kind kind;
     std::string_view text; ///< of the file; a comment's without its marks
     unsigned line;         ///< where it begins

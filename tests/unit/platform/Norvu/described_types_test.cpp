@@ -258,6 +258,9 @@ TEST(DescribedTypes, FaultsNameTheirLineAndReason) {
     EXPECT_EQ(fault("struct S { int a; };"), "none");
     EXPECT_EQ(fault("struct S { int a; };", 5),
               "1: 'S' has 4 bytes (4 by the 32-bit rules), the collection's values have 5");
+    EXPECT_EQ(fault("struct S {\n void *a; /* 0 8 */\n};", 5), "1: 'S' has 8 bytes, the collection's values have 5");
+    EXPECT_EQ(fault("struct S {\n void *a; /* 0 4 */\n};", 5),
+              "1: 'S' has 4 bytes by the 32-bit rules, the collection's values have 5");
     EXPECT_EQ(fault("struct S {\n struct Other o;\n};"), "2: type 'Other' is not known");
     EXPECT_EQ(fault("struct S {\n struct S s;\n};"), "2: 'S' contains itself");
     EXPECT_EQ(fault("struct S { int a; };\nstruct S { int b; };"), "2: 'S' is defined twice");
