@@ -66,7 +66,7 @@ Code scalarCode(const Type& type, const Member& member, std::uint64_t size) {
     case Kind::Pointer:
         return Code::Pointer;
     case Kind::Opaque:
-        return Code::Bytes;
+        return member.bits ? Code::Unsigned : Code::Bytes;
     default:
         return type.isSigned ? Code::Signed : Code::Unsigned;
     }

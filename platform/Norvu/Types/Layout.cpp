@@ -75,29 +75,29 @@ void Layout::layOut(TypeId id, unsigned line, unsigned depth) {
     laid.state = Laid::State::Done;
 }
 
-/// Whether a member is of a type that nothing declares, or an array of such, while a comment tells place and size: `element` is
-/// that type, `count` how many of it there are.
-bool Layout::isUnknown(const Member& member, TypeId& element, std::uint64_t& count) const {
-    element = member.type;
-    count = 1;
-    while (declarations_.at(element).kind == Kind::Array && count <= kMostBytes) {
-        count *= declarations_.at(element).count;
-        element = declarations_.at(element).element;
+/// Whether a member's type, or that of its elements, is one that nothing declares but of which a comment tells place and size:
+/// it is shown as bytes, or as a number when it is known to be an enumeration.
+bool Layout::layOutUnknown(const Member& member) {
+    TypeId id = member.type;
+    std::uint64_t count = 1;
+    while (declarations_.at(id).kind == Kind::Array && count <= kMostBytes) {
+        count *= declarations_.at(id).count;
+        id = declarations_.at(id).element;
     }
-    return declarations_.at(element).kind == Kind::Opaque && member.claim && member.claim->size && !member.bits &&
-           count != 0 && *member.claim->size % count == 0;
-}
-
-/// Lays such a type out as bytes.
-void Layout::layOutUnknown(const Member& member, TypeId element, std::uint64_t count) {
-    Laid& laid = types_[element];
-    if (laid.state == Laid::State::Done) {
-        return;
+    const bool told = member.claim && member.claim->size && count != 0 && *member.claim->size % count == 0;
+    const Type& type = declarations_.at(id);
+    const bool declared = type.kind != Kind::Opaque && (type.kind != Kind::Enum || type.complete);
+    if (declared || !told) {
+        return false;
     }
-    laid.size = *member.claim->size / count;
-    laid.dataEnd = laid.size;
-    laid.align = 1;
-    laid.state = Laid::State::Done;
+    Laid& laid = types_[id];
+    if (laid.state != Laid::State::Done) {
+        laid.size = *member.claim->size / count;
+        laid.dataEnd = laid.size;
+        laid.align = 1;
+        laid.state = Laid::State::Done;
+    }
+    return true;
 }
 
 void Layout::layOutStructure(TypeId id, unsigned depth) {
@@ -114,12 +114,7 @@ void Layout::layOutStructure(TypeId id, unsigned depth) {
     laid.align = std::max(1U, type.askedAlign);
     for (const Member& member : type.members) {
         const Type& its = declarations_.at(member.type);
-        TypeId element = kNoType;
-        std::uint64_t count = 0;
-        const bool unknown = isUnknown(member, element, count);
-        if (unknown) {
-            layOutUnknown(member, element, count);
-        }
+        const bool unknown = layOutUnknown(member);
         layOut(member.type, member.line, depth + 1);
         const Laid& inner = types_[member.type];
         laid.height = std::max(laid.height, inner.height + 1);
@@ -131,13 +126,16 @@ void Layout::layOutStructure(TypeId id, unsigned depth) {
         if (member.bits) {
             bits = *member.bits;
             if (bits > 8 * inner.size || (its.kind != Kind::Integer && its.kind != Kind::Bool &&
-                                          its.kind != Kind::Enum && its.kind != Kind::Character)) {
+                                          its.kind != Kind::Enum && its.kind != Kind::Character && !unknown)) {
                 throw DescriptionError(member.line, "a bit-field of " + std::to_string(bits) + " bits of such a type");
             }
             std::uint64_t at = begin;
             const bool tight = type.packed || member.packed;
             const std::uint64_t unit = 8 * std::uint64_t{std::min(inner.align, most)};
-            if (bits == 0) {
+            if (unknown && !isUnion) {
+                at = std::max(at,
+                              8 * std::uint64_t{member.claim->offset} + member.claim->bit); // only the comment can tell
+            } else if (bits == 0) {
                 at = roundUp(at, 8 * std::uint64_t{inner.align});
             } else if (member.align != 0) {
                 at = roundUp(at, 8 * std::uint64_t{member.align});

@@ -32,8 +32,7 @@ private:
 
     void layOut(TypeId id, unsigned line, unsigned depth);
     void layOutStructure(TypeId id, unsigned depth);
-    bool isUnknown(const Member& member, TypeId& element, std::uint64_t& count) const;
-    void layOutUnknown(const Member& member, TypeId element, std::uint64_t count);
+    bool layOutUnknown(const Member& member);
     void checkClaims(TypeId id, std::uint64_t base, unsigned depth) const;
 
     const Declarations& declarations_;

@@ -54,7 +54,7 @@ void Cursor::skipItem() {
         }
         const bool body = token.text == "{";
         skipGroup();
-        if (body) {
+        if (body && !at("{") && !at(",")) { // in front of a constructor's body others may initialize members
             accept(";");
             return;
         }

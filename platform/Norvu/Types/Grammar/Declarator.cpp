@@ -12,11 +12,30 @@ namespace Norvu::Types::Grammar {
 
 namespace {
 
+/// Takes "Class::*", which makes what follows a pointer to a member. How large it is, only a comment can tell.
+bool memberPointer(Cursor& cursor, Scope& scope, Declarator& made) {
+    if (!cursor.atName() || cursor.lookAhead(1).text != ":" || cursor.lookAhead(2).text != ":" ||
+        cursor.lookAhead(3).text != "*") {
+        return false;
+    }
+    Type pointer;
+    pointer.kind = Kind::Opaque;
+    pointer.name = std::string(cursor.next().text) + "::*";
+    pointer.line = cursor.peek().line;
+    for (int i = 0; i < 3; ++i) {
+        cursor.next();
+    }
+    made.type = scope.add(std::move(pointer));
+    return true;
+}
+
 void pointers(Cursor& cursor, Scope& scope, Declarator& made) {
     for (;;) {
         if (cursor.at("*") || cursor.at("&") || cursor.at("^")) {
             cursor.next();
             made.type = scope.add(pointerType());
+        } else if (memberPointer(cursor, scope, made)) {
+            continue;
         } else if (cursor.atName() && isQualifier(cursor.peek().text)) {
             cursor.next();
         } else {
@@ -72,8 +91,17 @@ Declarator declare(Cursor& cursor, Scope& scope, TypeId type) {
     pointers(cursor, scope, made);
     std::vector<std::uint32_t> inner;
     bool indirect = false;
-    if (cursor.at("(") &&
-        (cursor.lookAhead(1).text == "*" || cursor.lookAhead(1).text == "&" || cursor.lookAhead(1).text == "^")) {
+    bool toMember = false;
+    if (cursor.at("(") && cursor.lookAhead(1).kind == Token::Kind::Name && cursor.lookAhead(2).text == ":" &&
+        cursor.lookAhead(3).text == ":") {
+        cursor.next();
+        toMember = memberPointer(cursor, scope, made);
+        if (toMember && cursor.atName()) {
+            made.name = memberName(cursor);
+        }
+        cursor.expect(")");
+    } else if (cursor.at("(") && (cursor.lookAhead(1).text == "*" || cursor.lookAhead(1).text == "&" ||
+                                  cursor.lookAhead(1).text == "^")) {
         cursor.next();
         while (cursor.at("*") || cursor.at("&") || cursor.at("^") ||
                (cursor.atName() && isQualifier(cursor.peek().text))) {
@@ -94,7 +122,7 @@ Declarator declare(Cursor& cursor, Scope& scope, TypeId type) {
     }
     if (cursor.at("(")) {
         cursor.skipGroup();
-        made.function = !indirect;
+        made.function = !indirect && !toMember;
         while (cursor.atName() &&
                (cursor.at("const") || cursor.at("noexcept") || cursor.at("override") || cursor.at("final"))) {
             cursor.next();

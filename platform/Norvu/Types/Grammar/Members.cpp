@@ -31,8 +31,7 @@ void Members::read(Type& made, const std::optional<Claim>& leading) {
     const std::size_t firstMember = made.members.size();
     Attributes attributes;
     const TypeId type = specifiers_.read(attributes);
-    if (atFunctionOfType()) {
-        cursor_.rewind(begin);
+    if (cursor_.at("(") && isConstructorOf(made, type)) {
         cursor_.skipItem();
         return;
     }
@@ -46,7 +45,7 @@ void Members::read(Type& made, const std::optional<Claim>& leading) {
     }
     do {
         Member its;
-        if (cursor_.at("operator") || !declareMember(type, attributes, its)) {
+        if (cursor_.at("operator") || cursor_.at("~") || !declareMember(type, attributes, its)) {
             cursor_.rewind(begin);
             made.members.resize(firstMember);
             cursor_.skipItem();
@@ -64,6 +63,13 @@ void Members::read(Type& made, const std::optional<Claim>& leading) {
                     [](const Member& inner) { return inner.claim.has_value(); })) {
         made.members.pop_back();
     }
+}
+
+/// Whether `type`, which a "(" follows, is the structure itself: its name without scope and template arguments.
+bool Members::isConstructorOf(const Type& made, TypeId type) const {
+    const std::string own = made.name.substr(0, made.name.find('<'));
+    const std::size_t scope = own.rfind(':');
+    return !own.empty() && scope_.at(type).name == own.substr(scope == std::string::npos ? 0 : scope + 1);
 }
 
 /// pahole's way to show a base class with its members, of which the lexer has taken the outer comment's begin away.
@@ -112,6 +118,9 @@ bool Members::declareMember(TypeId type, const Attributes& attributes, Member& m
     } else {
         declarator = declare(cursor_, scope_, type);
     }
+    if (declarator.function && declarator.name.empty()) { // a macro's call, or a name in parentheses: perhaps a member
+        throw DescriptionError(declarator.line, "expected a member's name before '('");
+    }
     if (declarator.function || declarator.name == "operator") {
         return false;
     }
@@ -131,22 +140,14 @@ bool Members::declareMember(TypeId type, const Attributes& attributes, Member& m
         member.packed = member.packed || more.packed;
         member.align = std::max(member.align, more.align);
     }
-    if (cursor_.accept("=")) { // a default member initializer
+    if (cursor_.at("{")) { // a default member initializer
+        cursor_.skipGroup();
+    } else if (cursor_.accept("=")) {
         while (!cursor_.at(",") && !cursor_.at(";") && !cursor_.atEnd()) {
             cursor_.skipGroup();
         }
     }
     return true;
-}
-
-/// Behind a type: whether it was a constructor's name, or what pahole writes as a destructor's, "void ~T(class T *, int);".
-bool Members::atFunctionOfType() {
-    if (cursor_.at("~")) {
-        return true;
-    }
-    const std::string_view inside = cursor_.at("(") ? cursor_.lookAhead(1).text : "*";
-    // pahole begins a pointer to functions with "int ()(void)".
-    return inside != "*" && inside != "&" && (inside != ")" || cursor_.lookAhead(2).text != "(");
 }
 
 bool Members::isSkipped() {

@@ -25,7 +25,7 @@ public:
 
 private:
     bool isSkipped();
-    bool atFunctionOfType();
+    bool isConstructorOf(const Type& made, TypeId type) const;
     bool declareMember(TypeId type, const Attributes& attributes, Member& member);
     void expandedAncestor(Type& made, TypeId type);
     void trailing(Type& made, std::size_t firstMember);

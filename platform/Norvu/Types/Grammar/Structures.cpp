@@ -16,6 +16,7 @@ void Structures::read(TypeId id, Kind kind, Attributes attributes) {
     }
     Type made;
     made.kind = kind;
+    made.name = scope_.at(id).name;
     made.pack = cursor_.pack();
     std::vector<Member> bases;
     if (cursor_.accept(":")) {

@@ -268,6 +268,9 @@ TEST(DescribedTypes, FaultsNameTheirLineAndReason) {
     EXPECT_EQ(fault("struct S { int a[2000000000]; };"), "1: too large");
     EXPECT_EQ(fault("struct S { int a : 40; };"), "1: a bit-field of 40 bits of such a type");
     EXPECT_EQ(fault("struct S { int a : 0; };"), "1: a bit-field of 0 bits");
+    EXPECT_EQ(fault("static_assert(1, \"a \\\" { /* \");\nstruct S { [[deprecated(\";\")]] int a; };"), "none");
+    EXPECT_EQ(fault("static_assert(1, \"a\n\");"), "1: string without end");
+    EXPECT_EQ(fault("static_assert(1, \"a\\"), "1: string without end");
     EXPECT_EQ(fault("/* no end"), "1: comment without end");
     EXPECT_EQ(fault("struct S { int a[1/0]; };"), "1: a constant that cannot be computed");
     EXPECT_EQ(fault("struct S { unsigned double a; };"), "1: no such combination of type names");
@@ -408,6 +411,40 @@ TEST(DescribedTypes, ReadWhatPaholePrints) {
         ASSERT_FALSE(text.empty());
         EXPECT_EQ(fault(text, size), "none");
     }
+}
+
+TEST(DescribedTypes, TypesThatNothingDeclaresAreWhereToolsSay) {
+    EXPECT_EQ(pretty("struct S {\n\tport_t p[2]; /* 0 4 */\n\tenum E e:3; /* 4: 0 4 */\n\tenum F f:4; /* 4: 3 1 */\n"
+                     "\tint i; /* 8 4 */\n\t/* size: 12, members: 4 */\n};",
+                     bytes(u16{0x201}, u16{0x403}, u32{5U | 9U << 3}, u32{7})),
+              "S{ p: [ 0102 0304 ] e: 5 f: 9 i: 7 }");
+    EXPECT_EQ(pretty("struct S {\n\tenum E e; /* 0 1 */\n\tenum F f[2]; /* 2 4 */\n\t/* size: 6, members: 2 */\n};",
+                     bytes(u16{200}, u16{1}, u16{65535})),
+              "S{ e: 200 f: [ 1 65535 ] }");
+    EXPECT_EQ(fault("struct S {\n\tport_t p[2]; /* 0 5 */\n};", 5), "2: type 'port_t' is not known");
+    EXPECT_EQ(fault("struct S {\n\tport_t p : 2;\n};"), "2: type 'port_t' is not known");
+}
+
+TEST(DescribedTypes, OfAClassOnlyWhatTakesRoomIsShown) {
+    const std::string value = bytes(u32{1}, u32{2});
+    EXPECT_EQ(pretty("struct S { S(); ~S(); S(int x) : a{x}, b{2} {} S(const S&) = delete; int a = 1; int b{2}; "
+                     "int get() const { return a; } static int c; };",
+                     value),
+              "S{ a: 1 b: 2 }");
+    EXPECT_EQ(pretty("struct n::S<int> {\n\tint a;\n\tint b;\n\tvoid S(struct S *, int);\n\tvoid ~S(struct S *);\n"
+                     "\tS(int);\n};",
+                     value),
+              "n::S<int>{ a: 1 b: 2 }");
+    EXPECT_EQ(fault("struct S {\n int a;\n DECLARE_BITMAP(bits, 64);\n};"), "3: expected a member's name before '('");
+    EXPECT_EQ(fault("struct S {\n int a;\n int (b);\n};"), "3: expected a member's name before '('");
+}
+
+TEST(DescribedTypes, PointersToMembersAreBytesWhereToolsSay) {
+    EXPECT_EQ(pretty("struct S {\n\tint (S::*f)(S * const); /* 0 16 */\n\tint S::* d; /* 16 8 */\n"
+                     "\tint ()(struct S *) S::* g; /* 24 2 */\n\t/* size: 26 */\n};",
+                     bytes(u64{1}, u64{2}, u64{3}, u16{4})),
+              "S{ f: 01000000000000000200000000000000 d: 0300000000000000 g: 0400 }");
+    EXPECT_EQ(fault("struct S {\n int S::* d;\n};", 8), "2: type 'S::*' is not known");
 }
 
 class DescriptionFiles : public ::testing::Test {
