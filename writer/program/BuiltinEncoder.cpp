@@ -62,6 +62,9 @@ private:
                 bytes += (&field == record.fields.data() ? "" : " ") + field.text;
             }
         }
+        if (bytes.find('\0') != std::string::npos) { // where it would end when it is printed
+            throw BadLine("a text with a NUL is no value of type " + typeName_);
+        }
         if (bytes.size() > type_.size) {
             throw BadLine("a value of " + std::to_string(bytes.size()) + " bytes does not fit " + typeName_);
         }

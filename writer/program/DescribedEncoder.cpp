@@ -112,6 +112,9 @@ private:
             }
             return;
         }
+        if (input.text.find('\0') != std::string::npos) { // where text would end when it is printed
+            throw BadLine("a text with a NUL is no value of field '" + name + "' of " + typeName_);
+        }
         auto* const value = static_cast<unsigned char*>(static_cast<void*>(bytes.data()));
         if (!storeField(*place.field, *place.names, input, value)) {
             throw BadLine("'" + (input.kind == Record::Kind::Null ? "null" : input.text) + "' is no value of field '" +

@@ -122,6 +122,9 @@ TEST_F(DescribedEncoderTest, WhatDoesNotFitIsRefused) {
     EXPECT_EQ(field("bool x;", "2"), refused("2"));
     EXPECT_EQ(field("float x;", "1e99"), refused("1e99"));
     EXPECT_EQ(field("char x[2];", "\"abc\""), refused("abc"));
+    for (const char* const declaration : {"char x[8];", "uint8_t x[8]; /* string */", "uint32_t x; /* ipv4 */"}) {
+        EXPECT_EQ(field(declaration, R"("1.2.3.4\u0000b")"), "!a text with a NUL is no value of field 'x' of T");
+    }
     EXPECT_EQ(field("enum { A } x;", "\"C\""), refused("C"));
     EXPECT_EQ(field("uint32_t x; /* ipv4 */", "\"1.2.3\""), refused("1.2.3"));
     EXPECT_EQ(field("uint8_t x[6]; /* mac */", "\"02-42:ac:11:00:02\""), refused("02-42:ac:11:00:02"));

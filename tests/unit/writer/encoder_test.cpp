@@ -65,6 +65,7 @@ TEST(EncoderTest, TextIsPaddedUnlessDynamic) {
     EXPECT_EQ(encoded("char[4]", "abcd"), "abcd");
     EXPECT_EQ(encoded("char[4]", "abcde"), "bad");
     EXPECT_EQ(encoded("char[4]", "ab", true), "ab");
+    EXPECT_EQ(encoded("char[4]", std::string("a\0b", 3)), "bad");
 }
 
 TEST(EncoderTest, WithoutAColumnTextIsAllOfThemAndANumberTheOther) {
