@@ -195,6 +195,7 @@ void Layout::checkClaims(TypeId id, std::uint64_t base, unsigned depth) const {
         return;
     }
     const Laid& laid = types_[id];
+    unsigned lineBefore = 0;
     for (std::size_t i = 0; i < type.members.size(); ++i) {
         const Member& member = type.members[i];
         const Place& place = laid.places[i];
@@ -219,9 +220,12 @@ void Layout::checkClaims(TypeId id, std::uint64_t base, unsigned depth) const {
         while (declarations_.at(inner).kind == Kind::Array) {
             inner = declarations_.at(inner).element;
         }
-        if (declarations_.at(inner).inlined) {
+        // Where it is defined: the comments in it need not hold for others of its type.
+        const Type& its = declarations_.at(inner);
+        if (its.inlined && its.line <= member.line && its.line > lineBefore) {
             checkClaims(inner, base + place.offset, depth + 1);
         }
+        lineBefore = member.line;
     }
     if (type.claimedSize && *type.claimedSize->size != laid.size) {
         throw DescriptionError(type.claimedSize->line, "'" + type.name + "' has " + std::to_string(laid.size) +

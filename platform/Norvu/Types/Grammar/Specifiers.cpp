@@ -90,6 +90,7 @@ TypeId Specifiers::tagged() {
         return id;
     }
     if (cursor_.at("{") || (cursor_.at(":") && cursor_.lookAhead(1).kind == Token::Kind::Name)) {
+        scope_.at(id).line = keyword.line; // an earlier one may only have been mentioned
         structures_.read(id, word == "union" ? Kind::Union : Kind::Struct, attributes);
     } else if (name.empty()) {
         cursor_.failBefore("'{'");

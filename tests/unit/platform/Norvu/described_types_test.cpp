@@ -250,6 +250,14 @@ TEST(DescribedTypes, CommentsOfToolsAreHeldAgainstTheLayout) {
               "3: 'b' is at offset 4, the comment says 6");
 }
 
+TEST(DescribedTypes, CommentsInAStructureHoldForTheMemberThatItIsDefinedAt) {
+    // gdb shows what is in a structure at a member of its own, but not at an array.
+    const std::string head = "/* offset | size */ type = struct S {\n/* 0 | 4 */ In a[2];\n/* 4 | 2 */ struct In {\n";
+    EXPECT_EQ(pretty(head + "/* 4 | 2 */ short x;\n} one;\n}", bytes(u16{1}, u16{2}, u16{3})),
+              "S{ a: [ In{ x: 1 } In{ x: 2 } ] one: In{ x: 3 } }");
+    EXPECT_EQ(fault(head + "/* 6 | 2 */ short x;\n} one;\n}", 6), "4: 'x' is at offset 4, the comment says 6");
+}
+
 TEST(DescribedTypes, FaultsNameTheirLineAndReason) {
     EXPECT_EQ(fault(""), "1: no struct, union, enum or typedef in the file");
     EXPECT_EQ(fault("int x;"), "1: expected a struct, union, enum or typedef before 'int'");
