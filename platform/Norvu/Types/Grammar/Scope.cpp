@@ -2,6 +2,7 @@
 
 #include "Norvu/Types/Scalars.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Norvu::Types::Grammar {
@@ -9,6 +10,12 @@ namespace Norvu::Types::Grammar {
 namespace {
 
 constexpr std::size_t kMostTypes = 100000;
+
+std::string withoutBlanks(std::string_view name) {
+    std::string left(name);
+    left.erase(std::remove(left.begin(), left.end(), ' '), left.end());
+    return left;
+}
 
 } // namespace
 
@@ -56,12 +63,15 @@ std::optional<std::int64_t> Scope::constant(std::string_view name) const {
 }
 
 Declarations Scope::take(std::string_view wanted) {
-    const auto named = names_.find(std::string(wanted));
-    const TypeId its = tagged(std::string(wanted));
+    // Where blanks are in a template's arguments is a matter of taste.
+    const std::string name = withoutBlanks(wanted);
+    const auto called = [&](const auto& known) { return withoutBlanks(known.first) == name; };
+    const auto named = std::find_if(names_.begin(), names_.end(), called);
+    const auto its = std::find_if(tags_.begin(), tags_.end(), called);
     if (named != names_.end()) {
         out_.value = named->second;
-    } else if (its != kNoType && out_.at(its).complete) {
-        out_.value = its;
+    } else if (its != tags_.end() && out_.at(its->second).complete) {
+        out_.value = its->second;
     } else if (last_ != kNoType) {
         out_.value = last_;
     } else {

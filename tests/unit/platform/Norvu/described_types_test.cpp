@@ -169,6 +169,8 @@ TEST(DescribedTypes, TheLastOneOrTheOneNamedIsTheValue) {
     const std::string text = "struct A { int x; }; struct B { int y; };";
     EXPECT_EQ(print(text, "A", bytes(u32{1}), ValueStyle::Pretty), "A{ x: 1 }");
     EXPECT_EQ(print(text, "C", bytes(u32{1}), ValueStyle::Pretty), "B{ y: 1 }");
+    EXPECT_EQ(print("struct P<A<int>, 2> { int x; };" + text, "P<A<int >,2>", bytes(u32{1}), ValueStyle::Pretty),
+              "P<A<int>, 2>{ x: 1 }");
     EXPECT_EQ(pretty("typedef unsigned short port_t;", bytes(u16{80})), "80");
     EXPECT_EQ(pretty("typedef struct { int x; } Point;", bytes(u32{7})), "Point{ x: 7 }");
     EXPECT_EQ(pretty("enum E { A = 1, B };", bytes(u32{2})), "B");
