@@ -47,9 +47,12 @@ Code shapeOf(const Member& member, std::uint64_t size, bool bytes) {
 }
 
 Code scalarCode(const Type& type, const Member& member, std::uint64_t size) {
-    const bool number = type.kind == Kind::Integer || type.kind == Kind::Enum;
+    const bool number = type.kind == Kind::Integer || type.kind == Kind::Enum || type.kind == Kind::Character;
     if (member.notes.time && !number) {
         throw DescriptionError(member.line, "/* time */ needs an integer");
+    }
+    if (member.notes.hex && !number && type.kind != Kind::Pointer && type.kind != Kind::Opaque) {
+        throw DescriptionError(member.line, "/* hex */ needs an integer or bytes");
     }
     if (number && (member.notes.time || member.notes.hex)) {
         return member.notes.time ? Code::Time : Code::HexNumber;
@@ -150,13 +153,17 @@ std::optional<Field> fieldOf(const Declarations& declarations, const Layout& lay
         return field;
     }
     if (array) {
-        if (!notes.hex && declarations.at(type.element).kind == Kind::Character) {
+        if (!notes.hex && !notes.time && declarations.at(type.element).kind == Kind::Character) {
             field.code = Code::Text;
             return field;
         }
         return bytes && notes.hex ? std::optional(field) : std::nullopt;
     }
     if (type.kind == Kind::Struct || type.kind == Kind::Union) {
+        if (notes.time || notes.hex) {
+            throw DescriptionError(member.line,
+                                   std::string("/* ") + (notes.time ? "time" : "hex") + " */ is not for structures");
+        }
         return std::nullopt;
     }
     field.code = scalarCode(type, member, size);

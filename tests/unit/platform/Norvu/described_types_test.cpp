@@ -221,6 +221,7 @@ TEST(DescribedTypes, AnnotationsChooseTheText) {
     EXPECT_EQ(pretty("struct S { uint8_t a[4]; /* string */ };", std::string("ab\0c", 4)), "S{ a: \"ab\" }");
     EXPECT_EQ(pretty("struct S { uint32_t a; /* time */ };", bytes(u32{951827696})), "S{ a: 2000-02-29T12:34:56Z }");
     EXPECT_EQ(json("struct S { int64_t a; /* time */ };", bytes(u64(-1))), "{\"a\":\"1969-12-31T23:59:59Z\"}");
+    EXPECT_EQ(pretty("struct S { char a; /* hex */ };", "\xff"), "S{ a: 0xff }");
     EXPECT_EQ(pretty("struct S { int a; /* the time of day */ };", bytes(u32{1})), "S{ a: 1 }");
     EXPECT_EQ(fault("struct S {\nuint32_t a; /* mac */ };"), "2: /* mac */ needs a field of 6 bytes");
     EXPECT_EQ(fault("struct S {\nfloat a; /* time */ };"), "2: /* time */ needs an integer");
@@ -231,6 +232,8 @@ TEST(DescribedTypes, NumbersAtTheirLimits) {
               "{\"a\":18446744073709551615,\"b\":-9223372036854775808}");
     EXPECT_EQ(json("struct S { float a, b; };", bytes(0.1F, std::numeric_limits<float>::infinity())),
               "{\"a\":0.1,\"b\":null}");
+    EXPECT_EQ(json("enum E { A, B = 0xffffffffffffffff };", bytes(~u64{0})), "\"B\"");
+    EXPECT_EQ(json("enum E { A, B = 1 - 5 };", bytes(u32(-4))), "\"B\"");
     EXPECT_EQ(pretty("struct S { void* p; };", bytes(u64{0xfedc})), "S{ p: 0xfedc }");
     EXPECT_EQ(json("struct S { void* p; };", bytes(u32{0xfedc})), "{\"p\":\"0xfedc\"}"); // by the 32-bit rules
 }
@@ -284,6 +287,9 @@ TEST(DescribedTypes, FaultsNameTheirLineAndReason) {
     EXPECT_EQ(fault("/* no end"), "1: comment without end");
     EXPECT_EQ(fault("struct S { int a[1/0]; };"), "1: a constant that cannot be computed");
     EXPECT_EQ(fault("struct S { unsigned double a; };"), "1: no such combination of type names");
+    EXPECT_EQ(fault("struct S {\n float a; /* hex */\n};"), "2: /* hex */ needs an integer or bytes");
+    EXPECT_EQ(fault("struct P { int a; };\nstruct S {\n struct P p; /* time */\n};"),
+              "3: /* time */ is not for structures");
     EXPECT_EQ(fault("struct S { int a; } @"), "1: unexpected character with code 64");
 }
 
