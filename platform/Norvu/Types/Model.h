@@ -87,7 +87,8 @@ struct Type {
     std::vector<Member> members;
     bool complete = false;
     bool packed = false;
-    bool inlined = false; ///< defined where it is used: comments in it may count from the outermost structure
+    bool hasVirtual = false; ///< functions: a pointer to their table is then a member, named or not
+    bool inlined = false;    ///< defined where it is used: comments in it may count from the outermost structure
     std::uint32_t askedAlign = 0;
     std::uint32_t pack = 0; ///< the most that a member may be aligned to; 0: no such limit
     std::optional<Claim> claimedSize;

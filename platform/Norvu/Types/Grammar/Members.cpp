@@ -24,6 +24,7 @@ void Members::read(Type& made, const std::optional<Claim>& leading) {
         return;
     }
     if (isSkipped()) {
+        made.hasVirtual = made.hasVirtual || cursor_.at("virtual");
         cursor_.skipItem();
         return;
     }

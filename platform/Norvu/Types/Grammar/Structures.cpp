@@ -38,6 +38,12 @@ void Structures::read(TypeId id, Kind kind, Attributes attributes) {
     if (!saidAncestors) {
         made.members.insert(made.members.begin(), bases.begin(), bases.end());
     }
+    const bool saysTable = std::any_of(made.members.begin(), made.members.end(), [](const Member& its) {
+        return its.ancestor || its.name.rfind("_vptr", 0) == 0;
+    });
+    if (made.hasVirtual && !saysTable) {
+        throw DescriptionError(scope_.at(id).line, "virtual functions, but no member '_vptr' for their table");
+    }
     Type& type = scope_.at(id);
     type.kind = kind;
     type.complete = true;

@@ -451,6 +451,9 @@ TEST(DescribedTypes, OfAClassOnlyWhatTakesRoomIsShown) {
                      "\tS(int);\n};",
                      value),
               "n::S<int>{ a: 1 b: 2 }");
+    const std::string functions = "virtual ~S(); virtual int f() { return 1; } };";
+    EXPECT_EQ(fault("\nstruct S { int a; " + functions), "2: virtual functions, but no member '_vptr' for their table");
+    EXPECT_EQ(pretty("struct S { void *_vptr; " + functions, bytes(u64{1})), "S{ _vptr: 0x1 }");
     EXPECT_EQ(fault("struct S {\n int a;\n DECLARE_BITMAP(bits, 64);\n};"), "3: expected a member's name before '('");
     EXPECT_EQ(fault("struct S {\n int a;\n int (b);\n};"), "3: expected a member's name before '('");
 }
