@@ -188,4 +188,22 @@ TEST_F(Described, ATableOfCommaSeparatedValuesNeedsOneFileAndOneCommand) {
                   "halyx-writer: standard input:2: there is no field 'z' in Point\n");
 }
 
+/// What stands in a text between one string and the next `end` behind it.
+std::string between(const std::string& text, const std::string& begin, const std::string& end) {
+    const std::size_t from = text.find(begin);
+    const std::size_t to = from == std::string::npos ? from : text.find(end, from + begin.size());
+    EXPECT_NE(to, std::string::npos) << begin;
+    return to == std::string::npos ? "" : text.substr(from + begin.size(), to - from - begin.size());
+}
+
+TEST_F(Described, TheExampleOfTheDocumentationComesOutAsItStandsThere) {
+    const std::string page = readFile(HALYX_SOURCE_DIR "/docs/types.md");
+    writeFile(root_.file("Service.h"), between(page, "```c\n", "```"));
+    writeFile(root_.file("services.csv"), between(page, "$ cat services.csv\n", "$ "));
+    expectOutcome(writer({"load", "services", root_.file("services.csv"), "--type", "Service"}, ""), 0,
+                  between(page, "halyx-writer load services services.csv --type Service\n", "```"), "");
+    expectOutcome(halyx({"-p", "services"}), 0, between(page, "halyx -p services\n", "$ "), "");
+    expectOutcome(halyx({"-j", "services"}), 0, between(page, "halyx -j services\n", "```"), "");
+}
+
 } // namespace
