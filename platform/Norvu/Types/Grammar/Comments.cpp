@@ -65,7 +65,7 @@ std::optional<Claim> claimIn(const Token& comment) {
 std::optional<Claim> sizeClaimIn(const Token& comment) {
     std::string_view text = trimmed(comment.text);
     take(text, "total ");
-    if (!take(text, "size:")) {
+    if (!take(text, "size:") && !take(text, "size (bytes):")) {
         return std::nullopt;
     }
     Claim claim;

@@ -13,7 +13,7 @@ namespace Norvu::Types::Grammar {
 /// "8 4" and "0: 0 4" as pahole writes them; "8 | 4" and "16: 0 | 4" as gdb does.
 std::optional<Claim> claimIn(const Token& comment);
 
-/// "size: 16, cachelines: 1, members: 2" and "total size:   24 bytes".
+/// "size: 16, cachelines: 1, members: 2" and "total size:   24 bytes", in later releases of gdb "total size (bytes):   24".
 std::optional<Claim> sizeClaimIn(const Token& comment);
 
 /// The name of a base class: "class Base <ancestor>;", as pahole writes it.

@@ -251,6 +251,10 @@ TEST(DescribedTypes, CommentsOfToolsAreHeldAgainstTheLayout) {
                      "/* total size: 8 bytes */\n}",
                      bytes(u32{1}, u32{2})),
               "S{ a: 1 b: 2 }");
+    for (const char* const size : {"/* total size: 12 bytes */", "/* total size (bytes):   12 */"}) {
+        EXPECT_EQ(fault(std::string("type = struct S {\n/*  0 | 4 */ int a;\n") + size + "\n}"),
+                  "3: 'S' has 4 bytes, the comment says 12");
+    }
     EXPECT_EQ(fault("type = struct S {\n/*  0 | 4 */ int a;\n/*  6 | 2 */ short b;\n}", 8),
               "3: 'b' is at offset 4, the comment says 6");
 }
