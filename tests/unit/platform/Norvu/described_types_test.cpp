@@ -363,7 +363,7 @@ TEST(DescribedTypes, MembersWithoutBytesAndLongNamesCostNoMoreThanTheyMay) {
 }
 
 TEST(DescribedTypes, MemberFunctionsTakeNoRoom) {
-    EXPECT_EQ(pretty("struct S { S(); ~S(); virtual ~S(); void ~S(class S *, int); static int f(); int get() const;"
+    EXPECT_EQ(pretty("struct S { S(); ~S(); void ~S(class S *, int); static int f(); int get() const;"
                      " short a; };",
                      bytes(u16{7})),
               "S{ a: 7 }");
