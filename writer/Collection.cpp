@@ -1,5 +1,6 @@
 #include "writer/Collection.h"
 
+#include "Mem/RootPath.h"
 #include "Norvu/Hash.h"
 #include "writer/BucketFile.h"
 #include "writer/CollectionDirectory.h"
@@ -12,6 +13,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <unistd.h>
 #include <unordered_map>
 
@@ -114,6 +116,16 @@ std::unique_ptr<Collection> Collection::restart(const std::string& name, Options
     collection->counts_ = {};
     collection->publish();
     return collection;
+}
+
+std::string Collection::valueTypeOf(const std::string& name) {
+    const std::string path = collectionsRoot() + "/" + CollectionDirectory::collectionName(name);
+    if (!std::filesystem::exists(path + "/" + Layout::kSlotsFile)) {
+        return {};
+    }
+    Options options;
+    ExistingCollection(path).describe(options);
+    return options.valueType;
 }
 
 Collection::Files& Collection::files() const {

@@ -49,6 +49,10 @@ public:
     /// Norvu::CorruptionDetectedException, naming file, offset, value and expectation, when it is damaged; it stays then.
     static std::unique_ptr<Collection> restart(const std::string& name, Options options);
 
+    /// The type of the values of the collection `name`; empty when there is no such collection. Throws RefusedException when its
+    /// files are broken.
+    static std::string valueTypeOf(const std::string& name);
+
     /// Closes what close() has not; removes the files when it was never published.
     ~Collection();
     Collection(const Collection&) = delete;

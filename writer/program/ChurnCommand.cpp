@@ -182,6 +182,9 @@ public:
         options.keyOf = churnKeyOf;
 
         const std::string& name = arguments.operands()[0];
+        if (arguments.has("--restart") && Collection::valueTypeOf(name) == kDynamicChurnType) {
+            options.valueType = kDynamicChurnType; // it goes on as it was, whatever is asked for
+        }
         std::unique_ptr<Collection> collection;
         if (arguments.has("--restart")) {
             collection = Collection::restart(name, options);
