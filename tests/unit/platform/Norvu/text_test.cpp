@@ -54,6 +54,25 @@ TEST(WriteHex, HasNoPrefixAndNoLeadingZeros) {
     }
 }
 
+TEST(WriteHex, HasAsManyDigitsAsTheNumberNeeds) {
+    for (unsigned bit = 0; bit < 32; ++bit) {
+        for (const std::uint32_t value : {1U << bit, (1U << bit) - 1, 0xdeadbeefU >> bit}) {
+            char out[16];
+            EXPECT_EQ(std::string(out, writeHex(out, value)), Fixtures::hexNumber(value));
+        }
+    }
+}
+
+TEST(WriteHexDump, WritesTwoDigitsAByteAndNothingBehindThem) {
+    std::string bytes;
+    for (unsigned length = 0; length <= 70; ++length) {
+        std::string out(2 * length + 16, '#');
+        EXPECT_EQ(writeHexDump(out.data(), bytes.data(), length), out.data() + 2 * length);
+        EXPECT_EQ(out, Fixtures::hexOf(bytes) + std::string(16, '#'));
+        bytes += static_cast<char>(length * 37 + 9);
+    }
+}
+
 TEST(SafeText, LetsOnlyPrintableAsciiThrough) {
     EXPECT_EQ(safeText(" ~aZ09\\\""), " ~aZ09\\\"");
     EXPECT_EQ(safeText("\x1b[31m\n"), "\\x1b[31m\\x0a");
