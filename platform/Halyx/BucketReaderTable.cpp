@@ -113,6 +113,9 @@ bool BucketReaderTable::doResize() {
     }
     ++counters_->bucketResizes;
     seen_ = pair;
+    entries_ = Mem::Row<Layout::kBucketEntrySize>(
+        mapping_.view().slice(Layout::kBucketTableHeaderSize, std::size_t{Layout::kBucketEntrySize} * pair.value),
+        Layout::kBucketEntrySize);
     mapped_ = true;
     return true;
 }

@@ -3,6 +3,7 @@
 #include "Halyx/BucketTableLayout.h"
 #include "Halyx/Counters.h"
 #include "Mem/RootPath.h"
+#include "Mem/Row.h"
 #include "Mem/Shared.h"
 
 #include <string>
@@ -38,21 +39,23 @@ public:
 
     /// The entry of bucket `index`: one link, read as one 64-bit word. Throws CorruptionDetectedException past the mapped
     /// buckets.
-    Mem::View operator[](unsigned index) const {
-        if (index >= seen_.value) [[unlikely]] {
+    Mem::Record<Layout::kBucketEntrySize> operator[](unsigned index) const {
+        if (!entries_.has(index)) [[unlikely]] {
             outOfRange(index);
         }
-        return mapping_.view().slice(entryOffset(index), Layout::kBucketEntrySize);
+        return entries_[index];
     }
 
     /// The head of bucket `index`'s chain, acquire: a link is stored after everything that it leads to is complete. Throws
     /// like operator[], and when the file no longer holds the entry.
-    [[nodiscard]] SlotLink head(unsigned index) const {
-        const SlotLink link = SlotLink::fromWord((*this)[index].word64(0));
+    [[nodiscard, gnu::always_inline]] SlotLink head(unsigned index) const {
+        const SlotLink link = SlotLink::fromWord((*this)[index].word64<0>());
         mapping_.checkRead(entryOffset(index) + Layout::kBucketEntrySize);
         return link;
     }
 
+    /// The entries mapped; stale after a resize.
+    [[nodiscard]] const Mem::Row<Layout::kBucketEntrySize>& entries() const { return entries_; }
     /// Buckets mapped.
     [[nodiscard]] unsigned capacity() const { return seen_.value; }
     [[nodiscard]] bool attached() const { return mapping_.attached(); }
@@ -72,6 +75,7 @@ private:
     Mem::Shared mapping_;
     Reader::Counters* counters_;
     Mem::VerU32 seen_;
+    Mem::Row<Layout::kBucketEntrySize> entries_;
     bool mapped_ = false; ///< whether a resize has followed the attach
 };
 

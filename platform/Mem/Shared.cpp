@@ -174,10 +174,19 @@ void Shared::raiseFault() const {
 }
 
 void Shared::checkSize(std::size_t end) const {
-    forgetFault(); // the probe's: what was read before it is judged by the size
+    const bool faulted = range_->faulted();
+    // The first fault tells whose it was. The probe's says nothing of what was read before it, below the last page: that is
+    // judged by the size.
+    const std::size_t fault = faulted ? restorePages() : 0;
+    if (faulted && fault != probe_) {
+        raiseUnreadable(fault);
+    }
     const unsigned size = memSize();
     if (size < end) {
         raiseUnreadable(size);
+    }
+    if (faulted && end > probe_) {
+        raiseUnreadable(fault);
     }
     // The bytes are there; from now on the probe looks at the end that the file has.
     probe_ = std::min(probe_, lastPageOf(size));

@@ -68,7 +68,6 @@ public:
         if (range_ == nullptr) {
             return;
         }
-        checkFault();
         // A file that is cut short loses its last page before any byte of it reads as zero, unless the cut lies in that page
         // itself; so the probe comes after the read (relaxed, behind the reader's acquire), and reads of the last page ask.
         (void)__atomic_load_n(static_cast<const unsigned char*>(base()) + probe_, __ATOMIC_RELAXED);

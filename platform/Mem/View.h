@@ -2,6 +2,7 @@
 
 #include "Mem/Atomics.h"
 #include "Mem/VerU32.h"
+#include "Mem/Words.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -28,51 +29,32 @@ public:
 
     /// The 32-bit word at `offset`, acquire.
     [[nodiscard]] std::uint32_t word(std::size_t offset) const {
-        const unsigned char* at = check(offset, sizeof(std::uint32_t));
-        if (aligned<4>(at)) [[likely]] {
-            return __atomic_load_n(reinterpret_cast<const std::uint32_t*>(at), __ATOMIC_ACQUIRE);
-        }
-        return unaligned<std::uint32_t>(at);
+        return Words::load32(check(offset, sizeof(std::uint32_t)));
     }
 
     /// The 64-bit word at `offset`, acquire. Off an 8-byte boundary no load is sure to be untorn there: it is read until
     /// two reads agree.
     [[nodiscard]] std::uint64_t word64(std::size_t offset) const {
-        const unsigned char* at = check(offset, sizeof(std::uint64_t));
-        if (aligned<8>(at)) [[likely]] {
-            return Atomics::load64(reinterpret_cast<const volatile unsigned long long*>(at));
-        }
-        return agreed64(at);
+        return Words::load64(check(offset, sizeof(std::uint64_t)));
     }
 
     [[nodiscard]] VerU32 pair(std::size_t offset) const { return VerU32::fromWord(word64(offset)); }
 
     /// Copies `size` bytes out, word by word, relaxed.
-    void copy(std::size_t offset, void* to, std::size_t size) const {
-        const unsigned char* at = check(offset, size);
-        auto* out = static_cast<unsigned char*>(to);
-        if (aligned<sizeof(std::uintptr_t)>(at)) [[likely]] {
-            copyWords<std::uintptr_t>(at, out, size);
-        } else if (aligned<4>(at)) {
-            copyWords<std::uint32_t>(at, out, size);
-        }
-        for (; size != 0; --size) {
-            *out++ = __atomic_load_n(at++, __ATOMIC_RELAXED);
-        }
-    }
+    void copy(std::size_t offset, void* to, std::size_t size) const { Words::copy(check(offset, size), to, size); }
 
     /// Copies `Size` bytes out from a place on 4 bytes, in words of 4, relaxed: for many small records in a row.
     template <std::size_t Size>
     void copyWords4(std::size_t offset, void* to) const {
         static_assert(Size % 4 == 0);
         const unsigned char* at = check(offset, Size);
-        if (!aligned<4>(at)) [[unlikely]] {
+        if (!Words::aligned<4>(at)) [[unlikely]] {
             copy(offset, to, Size);
             return;
         }
         std::uint32_t words[Size / 4];
         for (std::size_t i = 0; i < Size / 4; ++i) {
-            words[i] = __atomic_load_n(reinterpret_cast<const std::uint32_t*>(at) + i, __ATOMIC_RELAXED);
+            words[i] = Words::aligned32<__ATOMIC_RELAXED>(at + 4 * i);
         }
         std::memcpy(to, words, Size);
     }
@@ -91,7 +73,7 @@ public:
     };
     [[nodiscard]] Word watch(std::size_t offset) const {
         const unsigned char* at = check(offset, sizeof(std::uint32_t));
-        if (!aligned<4>(at)) [[unlikely]] {
+        if (!Words::aligned<4>(at)) [[unlikely]] {
             outside(offset, sizeof(std::uint32_t));
         }
         return Word(reinterpret_cast<const std::uint32_t*>(at));
@@ -107,39 +89,6 @@ public:
     }
 
 private:
-    template <std::size_t Boundary>
-    static bool aligned(const unsigned char* at) {
-        return reinterpret_cast<std::uintptr_t>(at) % Boundary == 0;
-    }
-
-    template <typename Word>
-    static Word unaligned(const unsigned char* at) {
-        struct __attribute__((packed, may_alias)) Packed {
-            Word value;
-        };
-        return reinterpret_cast<const volatile Packed*>(at)->value;
-    }
-
-    template <typename Word>
-    static void copyWords(const unsigned char*& at, unsigned char*& out, std::size_t& size) {
-        for (; size >= sizeof(Word); size -= sizeof(Word), at += sizeof(Word), out += sizeof(Word)) {
-            const Word value = __atomic_load_n(reinterpret_cast<const Word*>(at), __ATOMIC_RELAXED);
-            std::memcpy(out, &value, sizeof(Word));
-        }
-    }
-
-    static std::uint64_t agreed64(const unsigned char* at) {
-        std::uint64_t value = unaligned<std::uint64_t>(at);
-        for (;;) {
-            Atomics::acquireFence();
-            const std::uint64_t again = unaligned<std::uint64_t>(at);
-            if (again == value) {
-                return value;
-            }
-            value = again;
-        }
-    }
-
     const unsigned char* check(std::size_t offset, std::size_t size) const {
         if (offset > size_ || size > size_ - offset) [[unlikely]] {
             outside(offset, size);

@@ -15,7 +15,7 @@ namespace Halyx {
 class ChainLookAhead {
 public:
     ChainLookAhead(const BucketReaderTable& buckets, const SlotReaderGenericTable& slots)
-        : buckets_(buckets), slots_(slots) {
+        : buckets_(buckets), slots_(slots), entries_(buckets.entries()), records_(slots.slots()) {
         known_.fill(kEndOfChain);
     }
 
@@ -25,11 +25,11 @@ public:
             return;
         }
         const unsigned first = bucket + kFirstAhead;
-        std::int32_t index =
-            first < buckets_.capacity() ? SlotLink::fromWord(buckets_[first].word64(0)).index : kEndOfChain;
-        at(first) = index;
-        if (isSlot(index)) {
-            slots_.getSlot(static_cast<unsigned>(index)).prefetch(0);
+        std::int32_t& index = at(first);
+        index = kEndOfChain;
+        if (entries_.has(first)) {
+            index = SlotLink::fromWord(entries_[first].word64<0>()).index;
+            prefetch(index);
         }
         std::int32_t& second = at(bucket + kSecondAhead);
         second = follow(second);
@@ -46,24 +46,29 @@ private:
     static constexpr unsigned kRing = 128; ///< a power of two above kFirstAhead
 
     std::int32_t& at(unsigned bucket) { return known_[bucket % kRing]; }
-    [[nodiscard]] bool isSlot(std::int32_t index) const { return static_cast<unsigned>(index) < slots_.capacity(); }
+    void prefetch(std::int32_t index) const {
+        if (isSlot(index)) {
+            records_[static_cast<unsigned>(index)].prefetch();
+        }
+    }
+    [[nodiscard]] bool isSlot(std::int32_t index) const { return records_.has(static_cast<unsigned>(index)); }
 
     /// Asks for what lies behind a slot that has arrived: its slab entry and the next slot, whose index is returned.
-    std::int32_t follow(std::int32_t index) {
+    [[gnu::always_inline]] std::int32_t follow(std::int32_t index) {
         if (!isSlot(index)) {
             return kEndOfChain;
         }
-        const Mem::View slot = slots_.getSlot(static_cast<unsigned>(index));
+        const auto slot = static_cast<unsigned>(index);
         slots_.prefetchValue(slot);
-        index = SlotLink::fromWord(slot.word64(offsetof(Layout::SlotRecord, next))).index;
-        if (isSlot(index)) {
-            slots_.getSlot(static_cast<unsigned>(index)).prefetch(0);
-        }
+        index = SlotLink::fromWord(records_[slot].word64<offsetof(Layout::SlotRecord, next)>()).index;
+        prefetch(index);
         return index;
     }
 
     const BucketReaderTable& buckets_;
     const SlotReaderGenericTable& slots_;
+    Mem::Row<Layout::kBucketEntrySize> entries_;
+    Mem::Row<Layout::kSlotValueOffset> records_;
     bool stopped_ = false;
     std::array<std::int32_t, kRing> known_{}; ///< per bucket ahead, the last slot of its chain that is known
 };

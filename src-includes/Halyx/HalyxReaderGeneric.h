@@ -4,6 +4,7 @@
 #include "Halyx/Counters.h"
 #include "Halyx/SlotReaderGenericTable.h"
 #include "Mem/RootPath.h"
+#include "Mem/Row.h"
 
 #include <string>
 
@@ -78,6 +79,9 @@ public:
 private:
     class LoopDetector;
 
+    using Link = Mem::Record<sizeof(SlotLink)>;
+    using Slot = SlotReaderGenericTable::Slot;
+
     enum class Walk { Ended, Stopped, Changed, Endless, Oversized };
     enum class Outcome { Next, Stop, Resized };
 
@@ -88,12 +92,14 @@ private:
     };
 
     bool scanOnce(ScanHandler& handler, unsigned first, unsigned count, Direction direction, bool strict);
-    Outcome visitBucket(ScanHandler& handler, unsigned bucket);
-    Outcome walkUntilSteady(ScanHandler& handler, unsigned bucket);
-    Walk walkChain(ScanHandler& handler, unsigned bucket, unsigned distinct);
+    // These run once or more for every bucket, and are one loop when they are built into each other.
+    [[gnu::always_inline]] inline Outcome visitBucket(ScanHandler& handler, unsigned bucket);
+    [[gnu::always_inline]] inline Outcome walkUntilSteady(ScanHandler& handler, unsigned bucket);
+    [[gnu::always_inline]] inline Walk walkChain(ScanHandler& handler, unsigned bucket, unsigned distinct);
     bool fitsTheFiles(std::uint64_t bytes, unsigned leastBytes);
-    bool fetch(const Mem::View& holder, const SlotLink& link, const Mem::View& slot, void* buffer, Element& element);
-    void copyValue(const Mem::View& slot, void* buffer, Element& element);
+    [[gnu::always_inline]] inline bool fetch(const Link& holder, const SlotLink& link, const Slot& slot, void* buffer,
+                                             Element& element);
+    [[gnu::always_inline]] inline void copyValue(const Slot& slot, unsigned index, void* buffer, Element& element);
     [[nodiscard]] unsigned distinctLinks(unsigned bucket) const;
 
     RootPath root_;

@@ -68,6 +68,7 @@ bool SlotReaderGenericTable::attach() {
             return false;
         }
         seen_ = kNothingSeen;
+        slots_ = {};
         mapped_ = false;
         valueSize_ = header.valueSize;
         slotSize_ = header.slotSize;
@@ -139,7 +140,8 @@ bool SlotReaderGenericTable::doResize() {
     seen_ = header.numSlots;
     mapped_ = true;
     slotsBegin_ = static_cast<std::size_t>(Layout::slotArrayOffset(slotSize_));
-    slots_ = mapping().view().slice(slotsBegin_, static_cast<std::size_t>(needed) - slotsBegin_);
+    slots_ = Mem::Row<Layout::kSlotValueOffset>(
+        mapping().view().slice(slotsBegin_, static_cast<std::size_t>(needed) - slotsBegin_), slotSize_);
     return true;
 }
 

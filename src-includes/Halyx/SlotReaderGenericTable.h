@@ -3,6 +3,7 @@
 #include "Halyx/Counters.h"
 #include "Halyx/GenericAllocator.h"
 #include "Halyx/SlotTable.h"
+#include "Mem/Row.h"
 
 #include <memory>
 #include <string>
@@ -16,6 +17,9 @@ namespace Halyx {
 /// writer's count). A resize may move the base: every slot handed out before is stale then.
 class SlotReaderGenericTable : public SlotTable<EmptyValue> {
 public:
+    /// A slot's fixed part.
+    using Slot = Mem::Record<Layout::kSlotValueOffset>;
+
     SlotReaderGenericTable(Norvu::Platform::DebugHandler& handler, const Mem::RootPath& root, bool localMem,
                            Reader::Counters& counters);
 
@@ -34,28 +38,51 @@ public:
 
     /// Slot `index`, slotSize() bytes. Throws CorruptionDetectedException past the mapped slots.
     [[nodiscard]] Mem::View getSlot(unsigned index) const {
-        if (index >= capacity()) [[unlikely]] {
+        if (!slots_.has(index)) [[unlikely]] {
             outOfRange(index);
         }
-        return slots_.slice(std::size_t{index} * slotSize_, slotSize_);
+        return slots_.view(index);
+    }
+    /// The fixed part of slot `index`; throws likewise.
+    [[nodiscard]] Slot slot(unsigned index) const {
+        if (!slots_.has(index)) [[unlikely]] {
+            outOfRange(index);
+        }
+        return slots_[index];
     }
 
     /// Throws CorruptionDetectedException when the file no longer holds slot `index`, of which bytes were read.
     void checkRead(unsigned index) const { mapping().checkRead(slotsBegin_ + (std::size_t{index} + 1) * slotSize_); }
 
-    /// The value area of a slot, and of the lookaside slot.
-    [[nodiscard]] Mem::View valueOf(const Mem::View& slot) const {
-        return slot.slice(Layout::kSlotValueOffset, slotSize_ - Layout::kSlotValueOffset);
+    /// The slots mapped; stale after a resize.
+    [[nodiscard]] const Mem::Row<Layout::kSlotValueOffset>& slots() const { return slots_; }
+
+    /// The value area of slot `index`, and of the lookaside slot.
+    [[nodiscard]] Mem::View valueOf(unsigned index) const {
+        return getSlot(index).slice(Layout::kSlotValueOffset, slotSize_ - Layout::kSlotValueOffset);
     }
     [[nodiscard]] Mem::View lookasideValue() const {
         return mapping().view().slice(offsetof(Layout::SlotTableHeader, lookasideValue),
                                       slotSize_ - Layout::kSlotValueOffset);
     }
 
+    /// Copies the value of slot `index`, and of the lookaside slot, to `destination`; its length. Throws what the allocator
+    /// throws. Values that live in slots are copied without a call: they are what most tables have.
+    unsigned construct(unsigned index, void* destination) const {
+        if (!isDynamic()) {
+            slots_.copy(index, Layout::kSlotValueOffset, destination, valueSize_);
+            return valueSize_;
+        }
+        return allocator_->construct(destination, valueOf(index));
+    }
+    unsigned constructLookaside(void* destination) const {
+        return allocator_->construct(destination, lookasideValue());
+    }
+
     /// Asks for the cache lines that a slot's value will be read from besides the slot.
-    void prefetchValue(const Mem::View& slot) const {
+    void prefetchValue(unsigned index) const {
         if (isDynamic()) {
-            allocator_->prefetch(valueOf(slot));
+            allocator_->prefetch(valueOf(index));
         }
     }
     [[nodiscard]] bool isDynamic() const { return (flags_ & Layout::kSlotFlagDynamic) != 0; }
@@ -89,7 +116,7 @@ private:
 
     const Mem::RootPath* root_;
     Reader::Counters* counters_;
-    Mem::View slots_;
+    Mem::Row<Layout::kSlotValueOffset> slots_;
     std::size_t slotsBegin_ = 0;
     std::unique_ptr<GenericAllocator> allocator_;
     Mem::VerU32 seen_;

@@ -48,7 +48,7 @@ TEST_F(BucketReaderTableTest, MapsOnlyTheHeaderUntilItIsResized) {
     EXPECT_EQ(corruption([&] { (void)buckets[0]; }), "BucketReader::operator[] out-of-range, index:0 max:4294967295");
     EXPECT_TRUE(buckets.doResize());
     EXPECT_EQ(buckets.capacity(), 4U);
-    EXPECT_EQ(Halyx::SlotLink::fromWord(buckets[3].word64(0)), (Halyx::SlotLink{5, 6}));
+    EXPECT_EQ(Halyx::SlotLink::fromWord(buckets[3].word64<0>()), (Halyx::SlotLink{5, 6}));
     EXPECT_EQ(corruption([&] { (void)buckets[4]; }), "BucketReader::operator[] out-of-range, index:4 max:3");
 }
 
