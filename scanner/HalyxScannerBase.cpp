@@ -2,6 +2,7 @@
 
 #include "Norvu/Text.h"
 
+#include <cstring>
 #include <iostream>
 #include <utility>
 
@@ -33,22 +34,21 @@ bool HalyxScannerBase::initialize() {
 
 HalyxScannerBase::MyScanner::MyScanner(std::ostream& out, void* buffer, Style style,
                                        std::shared_ptr<Norvu::Platform::ValuePrinter> printer, bool emptyBuckets)
-    : HalyxTextify(buffer, style, false, std::move(printer), emptyBuckets), out_(&out) {
-    lines_.reserve(kPiece);
-}
+    : HalyxTextify(buffer, style, false, std::move(printer), emptyBuckets), out_(&out), lines_(new char[kPiece]) {}
 
 HalyxScannerBase::MyScanner::~MyScanner() {
     drain();
 }
 
 bool HalyxScannerBase::MyScanner::handleLineString(unsigned /*bucket*/, const std::string& line) {
-    if (lines_.size() + line.size() > kPiece) {
+    if (used_ + line.size() > kPiece) [[unlikely]] {
         drain();
     }
-    if (line.size() > kPiece) {
+    if (line.size() > kPiece) [[unlikely]] {
         out_->write(line.data(), static_cast<std::streamsize>(line.size()));
     } else {
-        lines_ += line;
+        std::memcpy(lines_.get() + used_, line.data(), line.size());
+        used_ += line.size();
     }
     return true;
 }
@@ -59,8 +59,8 @@ void HalyxScannerBase::MyScanner::handleResize() {
 }
 
 void HalyxScannerBase::MyScanner::drain() {
-    out_->write(lines_.data(), static_cast<std::streamsize>(lines_.size()));
-    lines_.clear();
+    out_->write(lines_.get(), static_cast<std::streamsize>(used_));
+    used_ = 0;
 }
 
 } // namespace Halyx

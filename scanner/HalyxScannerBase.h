@@ -3,7 +3,9 @@
 #include "Halyx/HalyxTextify.h"
 #include "Norvu/Debug.h"
 
+#include <cstddef>
 #include <fstream>
+#include <memory>
 #include <ostream>
 #include <string>
 
@@ -55,7 +57,8 @@ public:
 
 private:
     std::ostream* out_;
-    std::string lines_;
+    std::unique_ptr<char[]> lines_; ///< finished ones, as many as there is room for
+    std::size_t used_ = 0;
 };
 
 } // namespace Halyx

@@ -11,8 +11,20 @@ namespace Halyx {
 
 namespace {
 
-char* writeDecimal(char* out, std::uint32_t value) {
-    return std::to_chars(out, out + 10, value).ptr;
+/// Room for what a line has besides values: "bucket[" to "] ", link, state, and the marks between them, or its end.
+constexpr std::size_t kRoom = 96;
+
+/// A tag or a state word, in front of what it belongs to.
+[[gnu::noinline]] char* writeDetail(char* out, std::uint32_t value) {
+    out = std::to_chars(out, out + 10, value).ptr;
+    *out = ':';
+    return out + 1;
+}
+
+template <std::size_t Size>
+char* write(char* out, const char (&text)[Size]) {
+    std::memcpy(out, text, Size - 1);
+    return out + Size - 1;
 }
 
 /// A link's index as it is printed: bit 31 cleared, so that an ordinary end of chain reads 7fffffff.
@@ -20,11 +32,12 @@ std::uint32_t indexText(const SlotLink& link) {
     return static_cast<std::uint32_t>(link.index) & 0x7fffffffU;
 }
 
-/// Values up to this many bytes are put together with what stands before them.
-constexpr unsigned kShortValue = 8;
-
-/// A line buffer that one long chain has blown up is not kept for the rest of the walk.
-constexpr std::size_t kMostKept = 1U << 20;
+/// Memory that one long chain or value has blown up is not kept for the rest of the walk.
+void shed(std::string& text) {
+    if (text.capacity() > LineBuffer::kMostKept) [[unlikely]] {
+        text = std::string();
+    }
+}
 
 } // namespace
 
@@ -34,101 +47,91 @@ HalyxTextify::HalyxTextify(void* buffer, Style style, bool linkDetail,
       style_(style == Style::Json || style == Style::Pretty ? style : Style::Plain), linkDetail_(linkDetail),
       printer_(std::move(printer)), emptyBuckets_(emptyBuckets) {}
 
-void HalyxTextify::beginLine(unsigned bucket) {
-    char text[32] = "bucket[";
-    char* end = Norvu::writeHex(text + 7, bucket);
-    *end++ = ']';
-    line_.append(text, end);
+char* HalyxTextify::beginLine(char* at, unsigned bucket) {
+    at = write(at, "bucket[");
+    at = Norvu::writeHex(at, bucket);
+    return write(at, "]");
 }
 
 bool HalyxTextify::handleSlot(unsigned bucket, const SlotLink& link, bool lookaside, unsigned state, unsigned length) {
+    const bool plain = style_ == Style::Plain;
+    char* at = line_.room(kRoom + (plain ? 2 * std::size_t{length} : 0));
     if (line_.empty()) {
-        beginLine(bucket);
+        at = beginLine(at, bucket);
     }
-    // Pieces are put together here and appended once: an element is mostly the cost of its appends.
-    char text[64];
-    char* end = text;
-    *end++ = ' ';
-    if (linkDetail_) {
-        end = writeDecimal(end, link.tag);
-        *end++ = ':';
+    at = write(at, " ");
+    if (linkDetail_) [[unlikely]] {
+        at = writeDetail(at, link.tag);
     }
-    end = Norvu::writeHex(end, indexText(link));
-    end = std::copy_n("-->", 3, end);
-    if (linkDetail_) {
-        end = writeDecimal(end, state);
-        *end++ = ':';
+    at = Norvu::writeHex(at, indexText(link));
+    at = write(at, "-->");
+    if (linkDetail_) [[unlikely]] {
+        at = writeDetail(at, state);
     }
-    if (lookaside) {
-        *end++ = '*';
+    if (lookaside) [[unlikely]] {
+        at = write(at, "*");
     }
-    if (style_ == Style::Plain && length <= kShortValue) {
-        end = Norvu::writeHexDump(end, valueBuffer(), length);
-        line_.append(text, end);
+    if (plain) [[likely]] {
+        line_.take(Norvu::writeHexDump(at, valueBuffer(), length));
         return true;
     }
-    line_.append(text, end);
+    line_.take(at);
     appendValue(length);
     return true;
 }
 
 void HalyxTextify::appendValue(unsigned length) {
-    if (style_ == Style::Plain) {
-        Norvu::appendHexDump(line_, valueBuffer(), length);
-        return;
-    }
     if (length < printer_->size()) {
         // A value may be shorter than its type; the bytes that it does not have read as zero.
         std::memset(static_cast<char*>(valueBuffer()) + length, 0, printer_->size() - length);
     }
     printer_->toString(valueBuffer(),
                        style_ == Style::Json ? Norvu::Platform::ValueStyle::Json : Norvu::Platform::ValueStyle::Pretty,
-                       line_);
+                       value_);
+    line_.append(value_);
+    value_.clear();
+    shed(value_);
 }
 
 bool HalyxTextify::done(unsigned bucket, const SlotLink& end) {
+    char* at = line_.room(kRoom);
     if (line_.empty()) {
         if (!emptyBuckets_) {
             return true;
         }
-        beginLine(bucket);
+        at = beginLine(at, bucket);
     }
-    char text[48];
-    char* at = text;
-    *at++ = ' ';
+    at = write(at, " ");
     if (linkDetail_) {
-        at = writeDecimal(at, end.tag);
-        *at++ = ':';
+        at = writeDetail(at, end.tag);
     }
-    at = Norvu::writeHex(at, indexText(end));
-    at = std::copy_n(" --> none\n", 10, at);
-    line_.append(text, at);
+    at = end.index == kEndOfChain ? write(at, "7fffffff") : Norvu::writeHex(at, indexText(end));
+    line_.take(write(at, " --> none\n"));
     return finishLine(bucket);
 }
 
 void HalyxTextify::handleCorruption(unsigned bucket, const std::string& reason) {
     if (line_.empty()) {
-        beginLine(bucket);
+        line_.take(beginLine(line_.room(kRoom), bucket));
     } else {
-        line_ += " -->";
+        line_.append(" -->");
     }
-    line_ += " [corrupted] ";
-    Norvu::appendSafe(line_, reason); // it may name files
-    line_ += '\n';
+    std::string safe; // it may name files
+    Norvu::appendSafe(safe, reason);
+    line_.append(" [corrupted] " + safe + "\n");
     finishLine(bucket);
 }
 
 bool HalyxTextify::finishLine(unsigned bucket) {
-    const bool goOn = handleLineString(bucket, line_);
-    restart(bucket);
+    finished_.assign(line_.text());
+    line_.clear();
+    const bool goOn = handleLineString(bucket, finished_);
+    shed(finished_);
     return goOn;
 }
 
 bool HalyxTextify::restart(unsigned /*bucket*/) {
     line_.clear();
-    if (line_.capacity() > kMostKept) {
-        line_.shrink_to_fit();
-    }
     return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Halyx/HalyxReaderGeneric.h"
+#include "Halyx/LineBuffer.h"
 #include "Norvu/ValuePrinter.h"
 
 #include <memory>
@@ -32,14 +33,16 @@ protected:
     ~HalyxTextify() = default;
 
 private:
-    void beginLine(unsigned bucket);
+    static char* beginLine(char* at, unsigned bucket);
     void appendValue(unsigned length);
     bool finishLine(unsigned bucket);
 
     Style style_;
     bool linkDetail_;
     std::shared_ptr<Norvu::Platform::ValuePrinter> printer_;
-    std::string line_; ///< the current bucket's line so far; empty until its first element
+    LineBuffer line_;      ///< the current bucket's line so far; empty until its first element
+    std::string finished_; ///< a line on its way out
+    std::string value_;    ///< a value's text
     bool emptyBuckets_;
 };
 
