@@ -27,6 +27,10 @@ char* write(char* out, const char (&text)[Size]) {
     return out + Size - 1;
 }
 
+inline char* writeBucket(char* out, unsigned bucket) {
+    return write(Norvu::writeHex(write(out, "bucket["), bucket), "]");
+}
+
 /// A link's index as it is printed: bit 31 cleared, so that an ordinary end of chain reads 7fffffff.
 std::uint32_t indexText(const SlotLink& link) {
     return static_cast<std::uint32_t>(link.index) & 0x7fffffffU;
@@ -47,17 +51,11 @@ HalyxTextify::HalyxTextify(void* buffer, Style style, bool linkDetail,
       style_(style == Style::Json || style == Style::Pretty ? style : Style::Plain), linkDetail_(linkDetail),
       printer_(std::move(printer)), emptyBuckets_(emptyBuckets) {}
 
-char* HalyxTextify::beginLine(char* at, unsigned bucket) {
-    at = write(at, "bucket[");
-    at = Norvu::writeHex(at, bucket);
-    return write(at, "]");
-}
-
 bool HalyxTextify::handleSlot(unsigned bucket, const SlotLink& link, bool lookaside, unsigned state, unsigned length) {
     const bool plain = style_ == Style::Plain;
     char* at = line_.room(kRoom + (plain ? 2 * std::size_t{length} : 0));
     if (line_.empty()) {
-        at = beginLine(at, bucket);
+        at = writeBucket(at, bucket);
     }
     at = write(at, " ");
     if (linkDetail_) [[unlikely]] {
@@ -99,7 +97,7 @@ bool HalyxTextify::done(unsigned bucket, const SlotLink& end) {
         if (!emptyBuckets_) {
             return true;
         }
-        at = beginLine(at, bucket);
+        at = writeBucket(at, bucket);
     }
     at = write(at, " ");
     if (linkDetail_) {
@@ -112,7 +110,7 @@ bool HalyxTextify::done(unsigned bucket, const SlotLink& end) {
 
 void HalyxTextify::handleCorruption(unsigned bucket, const std::string& reason) {
     if (line_.empty()) {
-        line_.take(beginLine(line_.room(kRoom), bucket));
+        line_.take(writeBucket(line_.room(kRoom), bucket));
     } else {
         line_.append(" -->");
     }

@@ -33,7 +33,6 @@ protected:
     ~HalyxTextify() = default;
 
 private:
-    static char* beginLine(char* at, unsigned bucket);
     void appendValue(unsigned length);
     bool finishLine(unsigned bucket);
 
