@@ -6,7 +6,9 @@
 #include "Norvu/LineFile.h"
 
 #include <map>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Halyx {
@@ -80,7 +82,7 @@ private:
     void walkProcesses(const Walk& walk, const std::string& rootPath, const Worker& worker) const;
     template <typename RegionHandler>
     void walkRegions(const Walk& walk, const std::string& rootPath, const std::string& filePath,
-                     const RegionHandler& handler) const;
+                     std::span<const std::string_view> marks, const RegionHandler& handler) const;
     bool makeTable(const std::string& name, const std::vector<std::string>& records, CommandCache& commandCache,
                    Model::HalyxTable& table) const;
     void trace(int level, int line, const char* function, const std::string& text) const;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>
+#include <span>
 #include <string_view>
 
 namespace Halyx {
@@ -19,6 +20,10 @@ constexpr const char* kSource = "HalyxClientScanner";
 
 /// The files of a collection whose mapping makes a process its client.
 constexpr const char* kClientFiles[] = {"slots", "conquer.1", "fenix"};
+
+/// What stands in every line that a walk by table can make a record of: parts of those names whose first letters the rest of a
+/// map seldom has.
+constexpr std::string_view kClientFileMarks[] = {"lots", "quer.1", "nix"};
 
 /// No program's file name is longer; what a process gives as its own may be.
 constexpr std::size_t kMostName = 255;
@@ -134,11 +139,11 @@ void HalyxClientScanner::walkProcesses(const Walk& walk, const std::string& root
     }
 }
 
-/// Hands each line of a process's map that names a file to `handler`, with the process's id and name. A process that is gone by
-/// now, or that this user may not look into, has none.
+/// Hands each line of a process's map that names a file and holds one of `marks` to `handler`, with the process's id and name. A
+/// process that is gone by now, or that this user may not look into, has none.
 template <typename RegionHandler>
 void HalyxClientScanner::walkRegions(const Walk& walk, const std::string& rootPath, const std::string& filePath,
-                                     const RegionHandler& handler) const {
+                                     std::span<const std::string_view> marks, const RegionHandler& handler) const {
     if (debugHandler().enabled(5)) {
         trace(5, __LINE__, walk.function, walk.what + rootPath + ", filePath: " + filePath);
     }
@@ -156,9 +161,9 @@ void HalyxClientScanner::walkRegions(const Walk& walk, const std::string& rootPa
         trace(5, __LINE__, walk.function, "file " + filePath + " no longer exists");
         return;
     }
-    const bool details = debugHandler().enabled(9);
+    const bool details = debugHandler().enabled(9); // which tell every region
     std::string_view line;
-    while (lines_.next(line)) {
+    while (details ? lines_.next(line) : lines_.nextWith(marks, line)) {
         // As far as its first NUL, like every token of it.
         line = line.substr(0, line.find('\0'));
         const std::string_view region = regionOf(line);
@@ -186,8 +191,9 @@ std::vector<std::string> HalyxClientScanner::extractMmapInfo(const std::string& 
 
 void HalyxClientScanner::extractMmapInfo(const std::string& rootPath, const std::string& filePath,
                                          std::vector<std::string>& infoList) const {
+    const std::string_view marks[] = {rootPath};
     walkRegions(
-        Walk::kOneTable, rootPath, filePath,
+        Walk::kOneTable, rootPath, filePath, marks,
         [&](const std::string& pid, const std::string& processName, std::string_view region, std::string_view line) {
             if (region.size() <= rootPath.size() || region[rootPath.size()] != '/' ||
                 region.compare(0, rootPath.size(), rootPath) != 0) {
@@ -217,7 +223,7 @@ HalyxClientScanner::TableToInfoMap HalyxClientScanner::extractMmapInfoByTable(co
 void HalyxClientScanner::extractMmapInfoByTable(const std::string& rootPath, const std::string& filePath,
                                                 TableToInfoMap& tableInfo) const {
     walkRegions(
-        Walk::kByTable, rootPath, filePath,
+        Walk::kByTable, rootPath, filePath, kClientFileMarks,
         [&](const std::string& pid, const std::string& processName, std::string_view region, std::string_view line) {
             const std::size_t slash = region.rfind('/');
             const std::string_view name = region.substr(slash + 1);

@@ -1,5 +1,6 @@
 #include "Norvu/LineFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -11,6 +12,21 @@ namespace Norvu {
 namespace {
 
 constexpr std::size_t kPiece = 128 * 1024;
+
+/// The text before the first of the words in it, or before another on that word's line; all of it when it holds none.
+std::string_view before(std::span<const std::string_view> words, std::string_view text) {
+    std::string_view head = text;
+    for (const std::string_view word : words) {
+        // A word that reaches behind the head begins on the line that the head ends on: nothing is lost by overlooking it.
+        head = head.substr(0, head.find(word));
+    }
+    return head;
+}
+
+bool holds(std::string_view text, std::span<const std::string_view> words) {
+    return std::any_of(words.begin(), words.end(),
+                       [&](std::string_view word) { return text.find(word) != std::string_view::npos; });
+}
 
 } // namespace
 
@@ -58,6 +74,7 @@ bool LineFile::fill() {
         return false;
     }
     end_ += static_cast<std::size_t>(got);
+    searched_ = false;
     return true;
 }
 
@@ -79,6 +96,26 @@ bool LineFile::next(std::string_view& line) {
             return !line.empty() && error_ == 0;
         }
     }
+}
+
+/// Goes on to the line of the first of the words among what has been read, or to the last line when there is none.
+void LineFile::skipWithout(std::span<const std::string_view> words) {
+    begin_ += before(words, {buffer_.data() + begin_, end_ - begin_}).rfind('\n') + 1;
+    seen_ = std::max(seen_, begin_);
+    searched_ = true;
+}
+
+bool LineFile::nextWith(std::span<const std::string_view> words, std::string_view& line) {
+    do {
+        // Once a piece: with a word in every line, each line would search the rest of the piece for the others.
+        if (!searched_) {
+            skipWithout(words);
+        }
+        if (!next(line)) {
+            return false;
+        }
+    } while (!holds(line, words));
+    return true;
 }
 
 bool exists(const std::string& path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,9 @@ public:
     /// The next line without its end; false at the end of the file, and when it cannot be read on. Valid until the next call.
     bool next(std::string_view& line);
 
+    /// Like next(), but skips the lines that hold none of `words`, most of them without looking where each ends.
+    bool nextWith(std::span<const std::string_view> words, std::string_view& line);
+
     /// Why the last file could not be read to its end: an errno; 0 when it could.
     [[nodiscard]] int error() const { return error_; }
 
@@ -28,12 +32,14 @@ public:
 
 private:
     bool fill();
+    void skipWithout(std::span<const std::string_view> words);
 
     int descriptor_ = -1;
     std::vector<char> buffer_;
     std::size_t begin_ = 0; ///< of the next line
     std::size_t end_ = 0;   ///< of what has been read
     std::size_t seen_ = 0;  ///< no line ends between begin_ and here
+    bool searched_ = false; ///< what has been read was searched for words as a whole
     bool ended_ = true;
     int error_ = 0;
 };

@@ -3,6 +3,7 @@
 #include "Norvu/Debug.h"
 #include "unit/ReaderTest.h"
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <random>
@@ -100,6 +101,45 @@ TEST_F(LineFileTest, NoLineIsLostWhereOnePieceOfTheFileEnds) {
         text += lines.back() + "\n";
     }
     EXPECT_TRUE(linesOf(text) == lines);
+}
+
+TEST_F(LineFileTest, SkipsTheLinesWithoutAnyOfTheWords) {
+    const auto linesWith = [&](std::span<const std::string_view> words, const std::string& text) {
+        Fixtures::writeFile(root_.file("text"), text);
+        LineFile file;
+        EXPECT_TRUE(file.open(root_.file("text")));
+        Lines lines;
+        std::string_view line;
+        while (file.nextWith(words, line)) {
+            lines.emplace_back(line);
+        }
+        EXPECT_FALSE(file.nextWith(words, line)) << "a line behind the end";
+        return lines;
+    };
+    constexpr std::string_view words[] = {"one", "another", "!"};
+    EXPECT_EQ(linesWith(words, ""), Lines{});
+    EXPECT_EQ(linesWith(words, "on\ne\n\nanothe\nr at all"), Lines{});
+    EXPECT_EQ(linesWith(words, "!\none\n\nonanotherne\nx\nxone!\n"), (Lines{"!", "one", "onanotherne", "xone!"}));
+    EXPECT_EQ(linesWith(words, "\n\nnone, the last"), Lines{"none, the last"});
+    EXPECT_EQ(linesWith(std::array<std::string_view, 1>{""}, "a\n\nb"), (Lines{"a", "", "b"}));
+    EXPECT_EQ(linesWith({}, "a\n\nb"), Lines{});
+
+    const unsigned seed = std::random_device{}();
+    std::printf("seed %u\n", seed);
+    std::mt19937 random(seed);
+    for (unsigned round = 0; round < 20; ++round) {
+        std::string text;
+        Lines wanted;
+        while (text.size() < 400000) {
+            std::string line(random() % 8 == 0 ? random() % 90000 : random() % 90, 'n');
+            if (random() % 3 == 0) {
+                line.insert(random() % (line.size() + 1), words[random() % std::size(words)]);
+                wanted.push_back(line);
+            }
+            text += line + "\n";
+        }
+        EXPECT_TRUE(linesWith(words, text) == wanted) << "round " << round;
+    }
 }
 
 TEST_F(LineFileTest, WhatIsNotThereHasNoLines) {
