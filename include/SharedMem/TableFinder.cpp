@@ -14,6 +14,12 @@ namespace {
 /// else.
 constexpr unsigned kMostReopened = 100;
 
+/// What is known of a directory that is being read.
+struct Level {
+    bool fruitful = false;   ///< it had something of interest
+    bool mismatched = false; ///< its path does not fit the pattern, whatever else it holds
+};
+
 constexpr const char* kSource = "/usr/include/SharedMem/TableFinder";
 
 } // namespace
@@ -35,20 +41,25 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
     const std::string& rootDir = root_.text();
     // The root's own text matches itself only, whatever characters the chroot was named with.
     const std::string pattern = Norvu::Util::literalPattern(rootDir) + getPathExpr(expr);
+    // An expression without wildcards is found in what it fits as it stands, and most paths are told from that alone.
+    const bool plain = Norvu::Util::literalPattern(expr) == expr;
+    const auto fits = [&](const std::string& path) {
+        return (!plain || path.find(expr, rootDir.size()) != std::string::npos) &&
+               Norvu::Util::matchesPattern(pattern, path);
+    };
 
     auto current = std::make_shared<Norvu::DirNode>(debugHandler(), rootDir, nullptr);
-    // For each directory down to the current one, whether it had anything of interest.
-    std::vector<bool> fruitful{false};
+    std::vector<Level> levels(1); // down to the current directory
     unsigned reopened = 0;
     const auto moveUp = [&] {
         current = std::shared_ptr<Norvu::DirNode>(current->parent());
-        fruitful.pop_back();
+        levels.pop_back();
     };
     while (current) {
         const dirent* const entry = current->readEntry();
         if (entry == nullptr) {
             // A writer that puts a new incarnation in place empties the old directory, which may be the open one.
-            if (!fruitful.back() && reopened < kMostReopened && current->isReplaced()) {
+            if (!levels.back().fruitful && reopened < kMostReopened && current->isReplaced()) {
                 ++reopened;
                 current->openDir();
             } else {
@@ -58,8 +69,8 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
         }
         if (entry->d_type == DT_DIR) {
             if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0) {
-                fruitful.back() = true;
-                fruitful.push_back(false);
+                levels.back().fruitful = true;
+                levels.emplace_back();
                 current =
                     std::make_shared<Norvu::DirNode>(debugHandler(), current->path() + "/" + entry->d_name, current);
             }
@@ -73,12 +84,13 @@ void TableFinder::find(const char* expr, const FileCompare& fileCompare) {
         if (!fileCompare(name)) {
             continue;
         }
-        fruitful.back() = true;
+        levels.back().fruitful = true;
         if (debugHandler().enabled(5)) {
             debugHandler().log("TableFinder::find() filename: " + name + " matched by supplied FileCompare", 5, kSource,
                                178, "find");
         }
-        if (!Norvu::Util::matchesPattern(pattern, current->path())) {
+        if (levels.back().mismatched || !fits(current->path())) {
+            levels.back().mismatched = true;
             continue;
         }
         const std::string table = current->path().substr(rootDir.size() + 1);

@@ -48,6 +48,26 @@ TEST_F(TableFinderTest, FindsWhatTheExpressionNames) {
     EXPECT_EQ(find("nothing"), Names{});
 }
 
+TEST_F(TableFinderTest, ADirectoryThatDoesNotFitIsSearchedOn) {
+    // Folders made before their parent's files and behind them: some are read before those, some behind.
+    for (const std::string name : {"a/orders", "a", "b", "b/orders", "b/other", "b/other/orders", "c"}) {
+        for (const char* const file : {"slots", "buckets", "conquer.1", "slab0"}) {
+            make(name, file);
+        }
+    }
+    for (const char* const expression : {"orders", "[o]rders", "o?ders"}) {
+        EXPECT_EQ(find(expression), (Names{"a/orders", "b/orders", "b/other/orders"})) << expression;
+    }
+    EXPECT_EQ(find("r/o"), (Names{"b/other/orders"}));
+    EXPECT_EQ(find("/orders"), Names{});
+}
+
+TEST_F(TableFinderTest, TheRootsOwnPathIsNotSearched) {
+    make("a");
+    EXPECT_EQ(find("halyxes"), Names{});
+    EXPECT_EQ(find("shmem"), Names{});
+}
+
 TEST_F(TableFinderTest, NeverTakesTheRootForACollection) {
     Fixtures::writeFile(root_.collections() + "/slots", "");
     EXPECT_EQ(find(""), Names{});
