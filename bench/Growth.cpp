@@ -46,7 +46,7 @@ void growth(Context& context) {
     }
     for (std::size_t i = 1; i < sides.size(); ++i) {
         report.row(sides[i].name + " / " + sides[0].name + ", elements a second",
-                   spreadOf(quotients(rates(sides[i], sizes[i]), rates(sides[0], base))), "times");
+                   spreadOf(quotients(rates(sides[i], sizes[i]), rates(sides[0], base))), "times", "at least 0.7");
     }
     const std::uint32_t largest = *std::max_element(sizes.begin(), sizes.end());
     build({context.collection("small"), small, 8, false});

@@ -8,8 +8,6 @@ namespace Bench {
 
 namespace {
 
-constexpr std::uint32_t kMostElements = 5000000; ///< more take minutes to store
-
 /// Every byte as two hexadecimal digits behind `before`.
 void put(std::FILE* in, const char* before, const unsigned char* bytes, std::uint32_t size, const char* digits) {
     char text[4 * kMostValueSize];
@@ -91,15 +89,15 @@ void checkDump(const Peer& peer, const Program& dump, std::uint32_t elements) {
 
 const std::vector<Peer>& peers() {
     static const std::vector<Peer> all{
-        {"mdb_dump", "lmdb-utils", 2, makeMdb, {"mdb_load", "mdb_dump"}},
-        {"tdbdump", "tdb-tools", 4, makeTdb, {"tdbrestore", "tdbbackup", "tdbtool", "tdbdump"}},
+        {"mdb_dump", "lmdb-utils", 2, 5000000, makeMdb, {"mdb_load", "mdb_dump"}},
+        {"tdbdump", "tdb-tools", 4, 1000000, makeTdb, {"tdbrestore", "tdbbackup", "tdbtool", "tdbdump"}},
     };
     return all;
 }
 
 void addPeers(const Table& table, const std::string& directory, std::vector<Side>& sides, Report& report) {
     for (const Peer& peer : peers()) {
-        if (table.elements > kMostElements) {
+        if (table.elements > peer.mostElements) {
             report.note(peer.name, "skipped: too many elements to make a store of");
             continue;
         }

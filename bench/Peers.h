@@ -11,8 +11,9 @@ namespace Bench {
 /// Another tool that dumps a store of its own: the elements of a table, each under its number as the key.
 struct Peer {
     std::string name;
-    std::string package;   ///< Debian's, for those who lack it
-    unsigned elementLines; ///< lines of text that an element has
+    std::string package;        ///< Debian's, for those who lack it
+    unsigned elementLines;      ///< lines of text that an element has
+    std::uint32_t mostElements; ///< more take minutes to store
     /// Makes the store of the elements in `directory`; the program that dumps it.
     Program (*make)(const Table& table, const std::string& directory);
     std::vector<std::string> needs; ///< programs

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <fstream>
+#include <sstream>
+#include <string_view>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -36,19 +38,34 @@ std::string processor() {
 
 } // namespace
 
-Report::Report(const std::string& markdown) {
-    if (!markdown.empty()) {
-        markdown_ = std::fopen(markdown.c_str(), "we");
-        if (markdown_ == nullptr) {
-            failSystem(markdown);
-        }
-    }
+Report::Report(const std::string& markdown) : path_(markdown) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    if (!path_.empty() && !std::ofstream(path_, std::ios::app)) {
+        failSystem(path_);
+    }
 }
 
-Report::~Report() {
-    if (markdown_ != nullptr) {
-        std::fclose(markdown_);
+/// Between the marks of a file that has them, with the text around them as it was; else all of the file is the figures.
+void Report::save() const {
+    if (path_.empty()) {
+        return;
+    }
+    constexpr std::string_view begin = "<!-- figures -->\n";
+    constexpr std::string_view end = "<!-- end of the figures -->\n";
+    std::stringstream old;
+    old << std::ifstream(path_).rdbuf();
+    std::string whole = old.str();
+    const std::size_t from = whole.find(begin);
+    const std::size_t to = whole.find(end);
+    if (from != std::string::npos && to != std::string::npos && from < to) {
+        whole.replace(from + begin.size(), to - from - begin.size(), markdown_);
+    } else {
+        whole = markdown_;
+    }
+    std::ofstream file(path_, std::ios::trunc);
+    file << whole << std::flush;
+    if (!file) {
+        failSystem(path_);
     }
 }
 
@@ -60,16 +77,12 @@ void Report::machine() {
                   processor().c_str(), ::sysconf(_SC_NPROCESSORS_ONLN), system.sysname, system.release,
                   8 * sizeof(void*));
     std::printf("%s\n", line);
-    if (markdown_ != nullptr) {
-        std::fprintf(markdown_, "%s\n", line);
-    }
+    markdown_ += std::string(line) + "\n";
 }
 
 void Report::table(const std::string& title) {
     std::printf("\n%s\n", title.c_str());
-    if (markdown_ != nullptr) {
-        std::fprintf(markdown_, "\n## %s\n\n| | median | spread | | goal |\n|---|--:|--:|---|---|\n", title.c_str());
-    }
+    markdown_ += "\n### " + title + "\n\n| | median | spread | | goal |\n|---|--:|--:|---|---|\n";
 }
 
 void Report::row(const std::string& what, const Spread& figures, const std::string& unit, const std::string& goal) {
@@ -96,10 +109,7 @@ void Report::print(const std::string& what, const std::string& median, const std
     line += " " + unit + (goal.empty() ? "" : "  goal: " + goal);
     line.erase(line.find_last_not_of(' ') + 1);
     std::printf("%s\n", line.c_str());
-    if (markdown_ != nullptr) {
-        std::fprintf(markdown_, "| %s | %s | %s | %s | %s |\n", what.c_str(), median.c_str(), spread.c_str(),
-                     unit.c_str(), goal.c_str());
-    }
+    markdown_ += "| " + what + " | " + median + " | " + spread + " | " + unit + " | " + goal + " |\n";
 }
 
 } // namespace Bench

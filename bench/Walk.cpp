@@ -38,9 +38,10 @@ void walkOne(Context& context, std::uint32_t elements) {
     }
     for (std::size_t i = 1; i < own; ++i) {
         report.row("halyx / " + sides[i].name,
-                   spreadOf(quotients(rates(sides[0], elements), rates(sides[i], elements))), "times");
+                   spreadOf(quotients(rates(sides[0], elements), rates(sides[i], elements))), "times",
+                   i == 1 ? "at least 0.8" : "");
     }
-    reportPeers(sides, elements, std::vector<PeerGoals>(peers().size()), report);
+    reportPeers(sides, elements, {{"at least 1", ""}, {"at least 10", ""}}, report);
 }
 
 } // namespace

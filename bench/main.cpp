@@ -83,6 +83,7 @@ int main(int argc, char** argv) {
                 }
             }
         }
+        report.save();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "halyx_bench: %s\n", error.what());
         return 1;
