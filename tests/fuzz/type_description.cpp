@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             }
             const auto printer = Platform::compilePrinter(text, "T", static_cast<unsigned>(bytes));
             // Of exactly the type's size, so that a read past it is seen.
-            auto* const value = static_cast<unsigned char*>(std::malloc(bytes));
+            auto* const value = static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(bytes)));
             for (std::uint64_t i = 0; i < bytes; ++i) {
                 value[i] = size == 0 ? 0 : data[i % size];
             }
