@@ -28,6 +28,7 @@ BucketReaderTable::BucketReaderTable(Norvu::Platform::DebugHandler& handler, con
 
 bool BucketReaderTable::attach() {
     seen_ = {};
+    entries_ = {};
     mapped_ = false;
     // Held before it is measured, so that size and bytes are of one file.
     return mapping_.hold() && mapping_.memSize() != 0 &&

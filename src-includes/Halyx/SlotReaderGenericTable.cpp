@@ -58,6 +58,9 @@ bool SlotReaderGenericTable::mapHeader() {
 
 bool SlotReaderGenericTable::attach() {
     attachReason_.clear();
+    seen_ = kNothingSeen;
+    slots_ = {};
+    mapped_ = false;
     try {
         if (!mapHeader()) {
             return false;
@@ -67,9 +70,6 @@ bool SlotReaderGenericTable::attach() {
         if (!validate(SharedMem::FenixId(), header, attachReason_)) {
             return false;
         }
-        seen_ = kNothingSeen;
-        slots_ = {};
-        mapped_ = false;
         valueSize_ = header.valueSize;
         slotSize_ = header.slotSize;
         flags_ = header.flags;

@@ -67,6 +67,20 @@ TEST_F(BucketReaderTableTest, ResizesOnlyWhenTheVersionChanges) {
     EXPECT_FALSE(buckets.countChanged());
 }
 
+TEST_F(BucketReaderTableTest, AnotherAttachForgetsTheEntries) {
+    auto& buckets = table(CollectionBuilder(4096)); // most of them on pages that the header is not on
+    ASSERT_TRUE(buckets.attach());
+    EXPECT_TRUE(buckets.doResize());
+    ASSERT_TRUE(buckets.attach());
+    EXPECT_EQ(buckets.capacity(), 0U);
+    EXPECT_EQ(buckets.entries().count(), 0U);
+    EXPECT_EQ(corruption([&] { (void)buckets[4095]; }),
+              "BucketReader::operator[] out-of-range, index:4095 max:4294967295");
+    EXPECT_TRUE(buckets.doResize());
+    EXPECT_EQ(buckets.capacity(), 4096U);
+    EXPECT_NO_THROW((void)buckets.head(4095));
+}
+
 TEST_F(BucketReaderTableTest, TheFirstResizeMapsWhateverTheVersion) {
     for (const std::uint32_t version : {0U, 1U, 0xffffffffU}) {
         CollectionBuilder builder(4);

@@ -44,6 +44,18 @@ TEST_F(SlotReaderTest, MapsNoSlotUntilItIsResized) {
     EXPECT_EQ(counters_.resizes, 1U);
 }
 
+TEST_F(SlotReaderTest, AnAttachThatFailsForgetsTheSlots) {
+    SlotReaderGenericTable& slots = table(CollectionBuilder(1, 1000).fillNumbers());
+    ASSERT_TRUE(slots.attach());
+    EXPECT_TRUE(slots.doResize());
+    collection_->corrupt32("slots", 0, 0); // the magic: found after the header alone has been mapped
+    EXPECT_FALSE(slots.attach());
+    EXPECT_EQ(slots.capacity(), 0U);
+    EXPECT_EQ(slots.slots().count(), 0U);
+    EXPECT_EQ(corruption([&] { (void)slots.getSlot(999); }),
+              "SlotReaderGenericTable::getSlot() out-of-range index: 999 numSlots:0");
+}
+
 TEST_F(SlotReaderTest, TheFirstResizeMapsWhateverTheVersionAndTheCount) {
     for (const std::uint32_t version : {0U, 0xffffffffU}) {
         for (const std::uint32_t count : {0U, 3U}) {
