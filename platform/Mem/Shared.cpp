@@ -105,7 +105,7 @@ void* Shared::resize(unsigned size) {
     }
     range_->guard(base, size);
     setRegion(base, size);
-    probe_ = lastPageOf(size);
+    probePage(lastPageOf(size));
     return base;
 }
 
@@ -185,11 +185,16 @@ void Shared::checkSize(std::size_t end) const {
     if (size < end) {
         raiseUnreadable(size);
     }
-    if (faulted && end > probe_) {
+    if (faulted && end > lastPage_) {
         raiseUnreadable(fault);
     }
     // The bytes are there; from now on the probe looks at the end that the file has.
-    probe_ = std::min(probe_, lastPageOf(size));
+    probePage(std::min(lastPage_, lastPageOf(size)));
+}
+
+void Shared::probePage(std::size_t page) const {
+    lastPage_ = page;
+    probe_ = page + pageSize_ - 1;
 }
 
 void Shared::raiseUnreadable(std::size_t offset) const {

@@ -71,7 +71,7 @@ public:
         // A file that is cut short loses its last page before any byte of it reads as zero, unless the cut lies in that page
         // itself; so the probe comes after the read (relaxed, behind the reader's acquire), and reads of the last page ask.
         (void)__atomic_load_n(static_cast<const unsigned char*>(base()) + probe_, __ATOMIC_RELAXED);
-        if (range_->faulted() || end > probe_) [[unlikely]] {
+        if (range_->faulted() || end > lastPage_) [[unlikely]] {
             checkSize(end);
         }
     }
@@ -90,6 +90,7 @@ private:
     [[noreturn]] void raiseFault() const;
     bool status(struct stat& status) const;
     void checkSize(std::size_t end) const;
+    void probePage(std::size_t page) const;
     [[noreturn]] void raiseUnreadable(std::size_t offset) const;
 
     std::string filename_;
@@ -97,8 +98,8 @@ private:
     std::string error_;
     std::shared_ptr<Directory> directory_;
     std::unique_ptr<FaultRange> range_;
-    mutable std::size_t probe_ =
-        0; ///< where the last page begins, of the mapping or of the file when that was cut short
+    mutable std::size_t lastPage_ = 0; ///< where it begins, of the mapping or of the file when that was cut short
+    mutable std::size_t probe_ = 0;    ///< the last page's last byte: no read of a record faults there first
     int descriptor_ = -1;
 };
 

@@ -145,6 +145,34 @@ TEST_F(SharedTest, NoticesEveryFaultNotOnlyTheFirst) {
     }
 }
 
+TEST_F(SharedTest, TakesNoFaultOfAReadForTheProbes) {
+    const std::string file = write("file", 3U * Mem::pageSize_);
+    auto shared = make("file");
+    ASSERT_NE(shared.attach(3 * Mem::pageSize_, kMode, true, ""), nullptr);
+    const std::string text = "Mem::Shared::checkRead() cannot read " + file + " at offset: ";
+    const auto fault = [&](std::size_t end) {
+        try {
+            shared.checkRead(end);
+        } catch (const CorruptionDetectedException& exception) {
+            return exception.msg();
+        }
+        return std::string("nothing was thrown");
+    };
+    ASSERT_EQ(::truncate(file.c_str(), Mem::pageSize_), 0);
+    // What begins where the last page begins was read on the way to a record that is still there.
+    const std::string begin =
+        std::to_string(2 * Mem::pageSize_) + " real file size is " + std::to_string(Mem::pageSize_);
+    (void)shared.view().word(2 * Mem::pageSize_);
+    EXPECT_EQ(fault(8), text + begin);
+    (void)shared.view().word(2 * Mem::pageSize_);
+    EXPECT_EQ(fault(2U * Mem::pageSize_ + 4), text + begin);
+    // The probe alone.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(shared.view().word(0), 0x78787878U);
+        EXPECT_EQ(fault(4), "nothing was thrown") << i;
+    }
+}
+
 TEST_F(SharedTest, ForgetsAFaultWhenAsked) {
     const std::string file = write("file", 2U * Mem::pageSize_);
     auto shared = make("file");
