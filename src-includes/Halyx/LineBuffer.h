@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstring>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -46,7 +48,15 @@ public:
 private:
     static constexpr std::size_t kFirst = 4096;
 
-    void grow(std::size_t size) { text_.resize(2 * text_.size() + size); }
+    [[gnu::noinline]] void grow(std::size_t size) {
+        // With 32 bits, the values of one chain can come to more than there are addresses.
+        if (size > text_.max_size() - used_) {
+            throw std::length_error("Halyx::LineBuffer::grow() a line of " + std::to_string(used_) +
+                                    " bytes has no room for: " + std::to_string(size));
+        }
+        text_.resize(used_ + size);
+        text_.resize(text_.capacity()); // which the vector makes larger by a factor: a long line is not copied often
+    }
 
     std::vector<char> text_;
     std::size_t used_ = 0;
