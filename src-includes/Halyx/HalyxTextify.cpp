@@ -83,11 +83,11 @@ void HalyxTextify::appendValue(unsigned length) {
         // A value may be shorter than its type; the bytes that it does not have read as zero.
         std::memset(static_cast<char*>(valueBuffer()) + length, 0, printer_->size() - length);
     }
+    value_.clear(); // a printer may have given up in the middle of the last one
     printer_->toString(valueBuffer(),
                        style_ == Style::Json ? Norvu::Platform::ValueStyle::Json : Norvu::Platform::ValueStyle::Pretty,
                        value_);
     line_.append(value_);
-    value_.clear();
     shed(value_);
 }
 

@@ -3,6 +3,9 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <memory>
+#include <stdexcept>
+#include <utility>
 
 using Fixtures::bytesOf;
 using Halyx::HalyxTextify;
@@ -17,6 +20,8 @@ public:
     explicit Lines(Style style = Style::Plain, bool linkDetail = false, bool emptyBuckets = false,
                    const std::string& type = "U64")
         : HalyxTextify(buffer, style, linkDetail, Norvu::Platform::getValuePrinter(type, 8), emptyBuckets) {}
+    explicit Lines(std::shared_ptr<Norvu::Platform::ValuePrinter> printer)
+        : HalyxTextify(buffer, Style::Pretty, false, std::move(printer), false) {}
 
     void handleResize() override { text += "resize\n"; }
     bool handleLineString(unsigned bucket, const std::string& line) override {
@@ -36,6 +41,22 @@ public:
 };
 
 constexpr SlotLink kEnd{7, -1};
+
+/// Gives up in the middle of its first value.
+class FirstFails final : public Norvu::Platform::ValuePrinter {
+public:
+    FirstFails() : ValuePrinter(8) {}
+    void toString(const void* /*value*/, Norvu::Platform::ValueStyle /*style*/, std::string& out) const override {
+        out += "half";
+        if (!failed_) {
+            failed_ = true;
+            throw std::runtime_error("no more");
+        }
+    }
+
+private:
+    mutable bool failed_ = false;
+};
 
 TEST(Textify, PrintsAChainOnOneLine) {
     Lines lines;
@@ -92,6 +113,15 @@ TEST(Textify, PrintsValuesInItsStyle) {
     json.slot(0, 0, 0x1f41);
     json.done(0, kEnd);
     EXPECT_EQ(json.text, "bucket[0] 0-->\"A\\u001f\" 7fffffff --> none\n");
+}
+
+TEST(Textify, KeepsNothingOfAValueWhosePrinterGaveUp) {
+    Lines lines(std::make_shared<FirstFails>());
+    EXPECT_THROW(lines.slot(0, 0, 1), std::runtime_error);
+    lines.handleCorruption(0, "no more");
+    lines.slot(1, 1, 2);
+    lines.done(1, kEnd);
+    EXPECT_EQ(lines.text, "bucket[0] 0--> --> [corrupted] no more\nbucket[1] 1-->half 7fffffff --> none\n");
 }
 
 TEST(Textify, PlainPrintsAsManyBytesAsTheValueHas) {
