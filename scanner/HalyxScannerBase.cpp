@@ -40,7 +40,11 @@ HalyxScannerBase::MyScanner::~MyScanner() {
     drain();
 }
 
-bool HalyxScannerBase::MyScanner::handleLineString(unsigned /*bucket*/, const std::string& line) {
+bool HalyxScannerBase::MyScanner::handleLineString(unsigned bucket, const std::string& line) {
+    return handleLine(bucket, line);
+}
+
+bool HalyxScannerBase::MyScanner::handleLine(unsigned /*bucket*/, std::string_view line) {
     if (used_ + line.size() > kPiece) [[unlikely]] {
         drain();
     }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 namespace Halyx {
 
@@ -54,6 +55,9 @@ public:
 
     /// Writes all lines so far to the stream.
     void drain();
+
+protected:
+    bool handleLine(unsigned bucket, std::string_view line) override;
 
 private:
     std::ostream* out_;

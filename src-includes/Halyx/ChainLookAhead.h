@@ -20,7 +20,7 @@ public:
     }
 
     /// Called with each bucket before it is walked, upward.
-    void advance(unsigned bucket) {
+    [[gnu::always_inline]] void advance(unsigned bucket) {
         if (stopped_) {
             return;
         }

@@ -92,11 +92,12 @@ void HalyxTextify::appendValue(unsigned length) {
 }
 
 bool HalyxTextify::done(unsigned bucket, const SlotLink& end) {
+    const bool empty = line_.empty();
+    if (empty && !emptyBuckets_) {
+        return true;
+    }
     char* at = line_.room(kRoom);
-    if (line_.empty()) {
-        if (!emptyBuckets_) {
-            return true;
-        }
+    if (empty) {
         at = writeBucket(at, bucket);
     }
     at = write(at, " ");
@@ -121,11 +122,13 @@ void HalyxTextify::handleCorruption(unsigned bucket, const std::string& reason) 
 }
 
 bool HalyxTextify::finishLine(unsigned bucket) {
-    finished_.assign(line_.text());
+    const bool goOn = handleLine(bucket, line_.text());
     line_.clear();
-    const bool goOn = handleLineString(bucket, finished_);
-    shed(finished_);
     return goOn;
+}
+
+bool HalyxTextify::handleLine(unsigned bucket, std::string_view line) {
+    return handleLineString(bucket, std::string(line));
 }
 
 bool HalyxTextify::restart(unsigned /*bucket*/) {

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Halyx {
 
@@ -30,6 +31,10 @@ public:
     virtual bool handleLineString(unsigned bucket, const std::string& line) = 0;
 
 protected:
+    /// The same for a line that is still where it was put together, for whoever needs no string of its own. Calls
+    /// handleLineString.
+    virtual bool handleLine(unsigned bucket, std::string_view line);
+
     ~HalyxTextify() = default;
 
 private:
@@ -39,9 +44,8 @@ private:
     Style style_;
     bool linkDetail_;
     std::shared_ptr<Norvu::Platform::ValuePrinter> printer_;
-    LineBuffer line_;      ///< the current bucket's line so far; empty until its first element
-    std::string finished_; ///< a line on its way out
-    std::string value_;    ///< a value's text
+    LineBuffer line_;   ///< the current bucket's line so far; empty until its first element
+    std::string value_; ///< a value's text
     bool emptyBuckets_;
 };
 
