@@ -30,6 +30,13 @@ public:
         return Record<Less>(at_);
     }
     void prefetch() const { __builtin_prefetch(at_); }
+    /// The same for the line that the byte at `offset` is in, when that is another.
+    void prefetchAlso(std::size_t offset) const {
+        constexpr std::uintptr_t line = 64;
+        if (Words::offsetIn<line>(at_) + offset >= line) {
+            __builtin_prefetch(at_ + offset);
+        }
+    }
 
 private:
     template <std::size_t>

@@ -16,6 +16,12 @@ bool aligned(const unsigned char* at) {
     return reinterpret_cast<std::uintptr_t>(at) % Boundary == 0;
 }
 
+/// How far from a boundary.
+template <std::size_t Boundary>
+std::size_t offsetIn(const unsigned char* at) {
+    return reinterpret_cast<std::uintptr_t>(at) % Boundary;
+}
+
 template <typename Word>
 Word unaligned(const unsigned char* at) {
     struct __attribute__((packed, may_alias)) Packed {

@@ -3,6 +3,7 @@
 #include "Halyx/BucketReaderTable.h"
 #include "Halyx/SlotReaderGenericTable.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -15,7 +16,8 @@ namespace Halyx {
 class ChainLookAhead {
 public:
     ChainLookAhead(const BucketReaderTable& buckets, const SlotReaderGenericTable& slots)
-        : buckets_(buckets), slots_(slots), entries_(buckets.entries()), records_(slots.slots()) {
+        : buckets_(buckets), slots_(slots), entries_(buckets.entries()), records_(slots.slots()),
+          last_(std::min<std::size_t>(slots.slotSize(), kLine) - 1) {
         known_.fill(kEndOfChain);
     }
 
@@ -43,12 +45,15 @@ private:
     static constexpr unsigned kFirstAhead = 72;
     static constexpr unsigned kSecondAhead = 48;
     static constexpr unsigned kThirdAhead = 24;
-    static constexpr unsigned kRing = 128; ///< a power of two above kFirstAhead
+    static constexpr std::size_t kLine = 64; ///< bytes of a cache line
+    static constexpr unsigned kRing = 128;   ///< a power of two above kFirstAhead
 
     std::int32_t& at(unsigned bucket) { return known_[bucket % kRing]; }
     void prefetch(std::int32_t index) const {
         if (isSlot(index)) {
-            records_[static_cast<unsigned>(index)].prefetch();
+            const auto record = records_[static_cast<unsigned>(index)];
+            record.prefetch();
+            record.prefetchAlso(last_);
         }
     }
     [[nodiscard]] bool isSlot(std::int32_t index) const { return records_.has(static_cast<unsigned>(index)); }
@@ -69,6 +74,7 @@ private:
     const SlotReaderGenericTable& slots_;
     Mem::Row<Layout::kBucketEntrySize> entries_;
     Mem::Row<Layout::kSlotValueOffset> records_;
+    std::size_t last_; ///< of a slot's bytes that are read first
     bool stopped_ = false;
     std::array<std::int32_t, kRing> known_{}; ///< per bucket ahead, the last slot of its chain that is known
 };
