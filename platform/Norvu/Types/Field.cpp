@@ -94,17 +94,25 @@ std::vector<std::size_t> shownMembers(const Declarations& declarations, const Ty
     return shown;
 }
 
-/// Each name is one part's: JSON allows no other. A base class may have a member's name.
+/// Each name is one part's: JSON allows no other. A base class may have a member's name, and then gets a stroke, which no
+/// member's has.
 void makeUnique(std::vector<Part>& parts) {
     std::set<std::string> names;
-    for (const Part& part : parts) {
-        if (!part.member.ancestor && !names.insert(part.member.name).second) {
+    const auto claim = [&names](const Part& part) {
+        if (!names.insert(part.member.name).second) {
             throw DescriptionError(part.member.line, "'" + part.member.name + "' is declared twice");
         }
+    };
+    for (const Part& part : parts) {
+        if (!part.member.ancestor) {
+            claim(part);
+        }
     }
+    const std::set<std::string> members = names;
     for (Part& part : parts) {
-        while (part.member.ancestor && !names.insert(part.member.name).second) {
-            part.member.name += "'";
+        if (part.member.ancestor) {
+            part.member.name += members.count(part.member.name) != 0 ? "'" : "";
+            claim(part);
         }
     }
 }

@@ -376,6 +376,14 @@ TEST(DescribedTypes, EachNameIsOneMembers) {
               R"({"B'":{"x":1},"B":2})");
 }
 
+TEST(DescribedTypes, ABaseClassThatIsNamedOftenIsAFaultAndNoWork) {
+    std::string text = "struct T {\n";
+    for (int i = 0; i < 20000; ++i) {
+        text += "/* class B <ancestor>; */ /* 0 0 */\n";
+    }
+    EXPECT_EQ(fault(text + "char c[20000]; };", 20000), "3: 'B' is declared twice");
+}
+
 TEST(DescribedTypes, NamesAreEscapedWhereverTheyComeFrom) {
     const std::string text = "struct D {\n/* class Bas\"e\x01  <ancestor>; */ /* 0 2 */\n short a; /* 2 2 */\n};";
     EXPECT_EQ(json(text, bytes(u16{1}, u16{2})), R"({"Bas\"e\u0001":"0100","a":2})");
