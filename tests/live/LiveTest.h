@@ -4,6 +4,7 @@
 #include "fixtures/CollectionBuilder.h"
 #include "fixtures/Expect.h"
 #include "fixtures/Process.h"
+#include "fixtures/QueueOutput.h"
 #include "fixtures/ScratchRoot.h"
 #include "fixtures/WalkOutput.h"
 #include "writer/ChurnValue.h"
@@ -156,6 +157,43 @@ protected:
         }
         ASSERT_EQ(stable, churn.stable) << "keys that were there all the time are missing, or there twice";
         sequences_ = std::move(sequences);
+    }
+
+    /// The identities that the headers of a header report carry, each as often as it is there.
+    static std::multiset<std::string> identitiesIn(const std::string& text) {
+        const std::string label = "\tFenix: ";
+        std::multiset<std::string> fenixes;
+        for (std::size_t at = text.find(label); at != std::string::npos; at = text.find(label, at + 1)) {
+            fenixes.insert(text.substr(at + label.size(), text.find('\n', at) - at - label.size()));
+        }
+        return fenixes;
+    }
+    static std::set<std::string> fenixesIn(const std::string& text) {
+        const auto all = identitiesIn(text);
+        return {all.begin(), all.end()};
+    }
+
+    /// The last sequence number of a collection's valid notifications, 0 when it has none. A failure is noted unless those of
+    /// both queues are one run.
+    static std::uint64_t lastOfOneRun(const Fixtures::QueueOutput& output) {
+        EXPECT_EQ(output.strange, "");
+        if (output.queues.size() != 2) {
+            ADD_FAILURE() << output.queues.size() << " queues";
+            return 0;
+        }
+        const unsigned active = output.queues[0].active ? 0 : 1;
+        std::uint64_t last = 0;
+        for (const auto* queue : {&output.queues[1 - active], &output.queues[active]}) {
+            EXPECT_EQ(queue->records.size(), queue->count);
+            EXPECT_LE(queue->currentPos, queue->count);
+            for (std::size_t i = 0; i < std::min<std::size_t>(queue->currentPos, queue->records.size()); ++i) {
+                const auto& record = queue->records[i];
+                EXPECT_TRUE(record.slot);
+                EXPECT_EQ(record.sequence, last == 0 ? record.sequence : last + 1);
+                last = record.sequence;
+            }
+        }
+        return last;
     }
 
     /// What the walks of a case met, so that a case which met nothing worth its name is seen.

@@ -273,21 +273,7 @@ protected:
 
     /// The valid records of both queues are one run of sequence numbers.
     void expectOneRun(const std::string& collection) {
-        const QueueOutput output = QueueOutput::parse(whole({"-q", collection}).out);
-        ASSERT_EQ(output.strange, "");
-        ASSERT_EQ(output.queues.size(), 2U);
-        const unsigned active = output.queues[0].active ? 0 : 1;
-        std::uint64_t last = 0;
-        for (const Queue* queue : {&output.queues[1 - active], &output.queues[active]}) {
-            ASSERT_EQ(queue->records.size(), queue->count);
-            ASSERT_LE(queue->currentPos, queue->count);
-            for (std::uint32_t i = 0; i < queue->currentPos; ++i) {
-                const Record& record = queue->records[i];
-                ASSERT_TRUE(record.slot);
-                ASSERT_EQ(record.sequence, last == 0 ? record.sequence : last + 1);
-                last = record.sequence;
-            }
-        }
+        (void)lastOfOneRun(QueueOutput::parse(whole({"-q", collection}).out));
         const QueueOutput valid = QueueOutput::parse(whole({"-q", "-v", collection}).out);
         ASSERT_EQ(valid.strange, "");
         ASSERT_EQ(valid.queues.size(), 1U);
@@ -299,13 +285,8 @@ protected:
 
     /// Every header of the report is of one incarnation.
     void checkFenixes(const std::string& text, bool dynamic) {
-        const std::string label = "\tFenix: ";
-        std::set<std::string> fenixes;
-        unsigned headers = 0;
-        for (std::size_t at = text.find(label); at != std::string::npos; at = text.find(label, at + 1)) {
-            fenixes.insert(text.substr(at + label.size(), text.find('\n', at) - at - label.size()));
-            ++headers;
-        }
+        const std::size_t headers = identitiesIn(text).size();
+        const std::set<std::string> fenixes = fenixesIn(text);
         ASSERT_EQ(fenixes.size(), 1U) << text;
         incarnations_.insert(*fenixes.begin());
         // Buckets, slots, two queues; and the slabs of values of 24 to 256 bytes.
