@@ -42,10 +42,13 @@ using Halyx::Layout::ConquerHeader;
 using Halyx::Layout::SlotTableHeader;
 
 constexpr Sign kSigns[] = {
-    {"slots", offsetof(SlotTableHeader, freeSlots), 4},      // an insertion, an erasure
+    {"slots", offsetof(SlotTableHeader, freeSlots), 4}, // an insertion, an erasure
+    {"slots", offsetof(SlotTableHeader, occupiedSlots), 4},
     {"slots", offsetof(SlotTableHeader, lookasideValue), 8}, // a replacement
     {"conquer.1", offsetof(ConquerHeader, corralEnd), 8},    // a notification
     {"conquer.2", offsetof(ConquerHeader, corralEnd), 8},
+    {"conquer.1", offsetof(ConquerHeader, currentPos), 4}, // the same, or a switch
+    {"conquer.2", offsetof(ConquerHeader, currentPos), 4},
     {"conquer.1", offsetof(ConquerHeader, corralStart), 8}, // a switch
     {"conquer.2", offsetof(ConquerHeader, corralStart), 8},
 };
@@ -97,7 +100,7 @@ protected:
             return seen;
         };
         const std::uint64_t before = look();
-        const auto more = static_cast<unsigned>(random_() % 12);
+        const auto more = static_cast<unsigned>(random_() % (random_() % 4 == 0 ? 300 : 16));
         aimed_ += writers_.killWhen([&] { return look() != before; }, more, 20000) ? 1U : 0U;
         ::close(file);
     }
