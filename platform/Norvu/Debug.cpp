@@ -2,6 +2,7 @@
 
 #include "Norvu/Pattern.h"
 #include "Norvu/Text.h"
+#include "Norvu/Utc.h"
 
 #include <cerrno>
 #include <charconv>
@@ -120,11 +121,10 @@ int traceDescriptor() {
 void appendTime(std::string& out) {
     timespec now{};
     ::clock_gettime(CLOCK_REALTIME, &now);
-    std::tm utc{};
-    ::gmtime_r(&now.tv_sec, &utc);
-    char text[80];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%06ldZ", utc.tm_year + 1900, utc.tm_mon + 1,
-                  utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, now.tv_nsec / 1000);
+    constexpr std::int64_t day = 86400;
+    appendUtc(out, now.tv_sec / day, now.tv_sec % day);
+    char text[16];
+    std::snprintf(text, sizeof text, ".%06ldZ", now.tv_nsec / 1000 % 1000000);
     out += text;
 }
 

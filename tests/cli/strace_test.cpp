@@ -159,6 +159,29 @@ TEST_F(StraceTest, TheOutputFileIsAllThatIsWritten) {
     }
 }
 
+/// Its own four variables (see the documents) and those of the loader are all that the program looks at.
+TEST_F(StraceTest, NoFileThatTheEnvironmentNamesIsLookedAt) {
+    buildCollections();
+    const std::string trap = root_.file("trap");
+    makeDirectories(trap);
+    Process traced(strace_, {"-f", "-s", "4096", "-o", root_.file("strace"), HALYX_BINARY, "-p", "group/dynamic"});
+    for (const char* const name : {"TZ",           "TZDIR",       "HOME",        "TMPDIR",          "TMP",
+                                   "PWD",          "TERM",        "TERMINFO",    "LOCPATH",         "NLSPATH",
+                                   "LANGUAGE",     "LANG",        "LC_ALL",      "LC_MESSAGES",     "GCONV_PATH",
+                                   "MALLOC_TRACE", "HOSTALIASES", "RES_OPTIONS", "XDG_CONFIG_HOME", "XDG_DATA_DIRS"}) {
+        traced.environment(name, trap);
+    }
+    traced.environment("NORVU_TRACE", "*=*").environment("Q7_CHROOT", root_.path()).limitSeconds(100);
+    const Outcome outcome = traced.run();
+    expectClean(outcome);
+    EXPECT_EQ(outcome.status, 0) << outcome.describe();
+    expectPart(outcome.err, "Z HalyxScanner 3 ");
+    std::istringstream lines(readFile(root_.file("strace")));
+    for (std::string line; std::getline(lines, line);) {
+        expectNoPart(line, trap);
+    }
+}
+
 TEST_F(StraceTest, TheListFindsWhatLeavesATrace) {
     Outcome outcome;
     const std::string touched = record("/bin/touch", {root_.file("new")}, outcome);

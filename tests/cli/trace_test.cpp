@@ -2,6 +2,8 @@
 
 #include "cli/CliTest.h"
 
+#include <ctime>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,6 +72,24 @@ TEST_F(Tracing, RecordsAreAppendedToTheFile) {
     ASSERT_EQ(records.size(), 3U);
     EXPECT_EQ(records[0].text, "before");
     EXPECT_EQ(records[2].text, "TableFinder::find() expression: prices");
+}
+
+TEST_F(Tracing, TimesAreOfNoZone) {
+    one("prices");
+    // As the C library takes a zone: the file that it names, whatever that is.
+    ASSERT_EQ(::mkfifo(root_.file("zone").c_str(), 0600), 0);
+    for (const std::string& zone : {std::string("XYZ-7"), ":" + root_.file("zone")}) {
+        environment_["TZ"] = zone;
+        const std::time_t before = std::time(nullptr);
+        const auto records = traced({"prices"}, "HalyxScanner=3");
+        const std::time_t after = std::time(nullptr);
+        ASSERT_EQ(records.size(), 1U);
+        std::tm utc{};
+        ASSERT_NE(::strptime(records[0].time.c_str(), "%Y-%m-%dT%H:%M:%S", &utc), nullptr) << records[0].time;
+        EXPECT_GE(::timegm(&utc), before);
+        EXPECT_LE(::timegm(&utc), after);
+        EXPECT_TRUE(std::filesystem::remove(root_.file("trace")));
+    }
 }
 
 TEST_F(Tracing, EveryRecordHasItsForm) {
