@@ -432,6 +432,37 @@ TEST_F(Clients, HostileNamesOfCollectionsAreMadeSafe) {
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
 }
 
+TEST_F(Clients, HostileNamesOfMappedFilesAreMadeSafe) {
+    const std::string name = "a\x1b[2J\"\xff";
+    CollectionBuilder(1, 1).conquer(1, 1).build(root_, name);
+    const std::string safe = "a\\x1b[2J\"\\xff";
+    const auto reader = start(HALYX_WRITER_BINARY, {"attach", name, "--as", "reader"}, safe);
+    ASSERT_TRUE(reader);
+    const std::string text = head(pathOf(safe)) + counts(name) + kinds("", "", "", client(*reader));
+    EXPECT_EQ(pick(report(), pathOf(safe)), text);
+    expectOutcome(halyx({"-w", "a"}), 0, text, "");
+    expectOutcome(what(reader->pid()), 0, sections(reader->pid(), "", text), "");
+}
+
+TEST_F(Clients, CommandsOfAnyLengthAreCut) {
+    if (::access("/bin/bash", X_OK) != 0) {
+        GTEST_SKIP() << "there is no /bin/bash to start a program under another name with";
+    }
+    CollectionBuilder(1, 1).build(root_, "prices");
+    // As long as the system lets one argument be: no program's name, so no more of it is shown than a file's name can have.
+    const auto reader = start("/bin/bash",
+                              {"-c", "exec -a \"$0\" \"$@\"", std::string(131000, '\n'), HALYX_WRITER_BINARY, "attach",
+                               "prices", "--as", "reader"},
+                              "prices");
+    ASSERT_TRUE(reader);
+    std::string shown;
+    for (int byte = 0; byte < 255; ++byte) {
+        shown += "\\x0a";
+    }
+    expectOutcome(halyx({"-w", "prices"}), 0,
+                  block("prices", kinds("", "", "", client(*reader, "halyx-writer", shown))), "");
+}
+
 TEST_F(Clients, CommandsAreWhatTheProcessSaysItIs) {
     if (::access("/bin/bash", X_OK) != 0) {
         GTEST_SKIP() << "there is no /bin/bash to start a program under another name with";
