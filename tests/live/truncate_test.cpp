@@ -1,37 +1,17 @@
 // Files cut short under a running walk: the tool ends by itself, and prints nothing that was not there.
 
+#include "live/KnownCollections.h"
 #include "live/LiveTest.h"
 
 #include <unistd.h>
 
 using namespace Fixtures;
+using namespace KnownCollections;
 
 namespace {
 
 class TruncateLive : public LiveTest {
 protected:
-    static constexpr std::uint32_t kSlots = 60000;
-
-    static CollectionBuilder numbers() { return CollectionBuilder(kSlots / 3, kSlots).fillNumbers(); }
-
-    static CollectionBuilder payloads() {
-        CollectionBuilder builder(kSlots / 3, kSlots);
-        builder.dynamic().valueType("Payload", 64);
-        std::vector<std::optional<std::string>> entries;
-        for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
-            builder.offset(slot, 0, slot);
-            entries.emplace_back(bytesOf(std::uint64_t{slot + 1}));
-        }
-        for (std::uint32_t bucket = 0; bucket < kSlots / 3; ++bucket) {
-            const auto at = [bucket](std::uint32_t row) {
-                return static_cast<std::int32_t>(bucket + row * (kSlots / 3));
-            };
-            builder.chain(bucket, {at(0), at(1), at(2)});
-        }
-        builder.slab(0, 72, entries);
-        return builder;
-    }
-
     /// Starts a walk, waits for its first line, lets `change` have the files while the walk waits for a reader of its
     /// output, and reads on. Every element must have the value that it was given.
     WalkOutput walkThrough(const std::function<void()>& change) {
