@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+namespace Hostile {
+
+/// What the rules say of one run. Where they say nothing of a text, a mark stands for what is left open; `open` leaves all of it.
+struct Expectation {
+    bool open = false;
+    int status = 0;
+    std::string out;
+    std::string err;
+
+    /// The rest of the line may be anything.
+    static constexpr char kAnything = '\x01';
+    /// The rest of the line holds " [corrupted] " and a reason, whatever comes before it.
+    static constexpr char kCorrupted = '\x02';
+
+    static Expectation anything() { return {true, 0, {}, {}}; }
+    static Expectation report(std::string text) { return {false, 0, std::move(text), {}}; }
+    static Expectation failure(std::string out, std::string err) { return {false, 1, std::move(out), std::move(err)}; }
+};
+
+/// Compares line by line; empty when the text is as expected, else what differs.
+std::string difference(const std::string& expected, const std::string& text);
+
+} // namespace Hostile

@@ -1,0 +1,91 @@
+// The runner of broken collections must notice what it is there to notice.
+
+#include "fixtures/Process.h"
+#include "fixtures/ReachableProgram.h"
+
+#include <gtest/gtest.h>
+
+using namespace Fixtures;
+
+namespace {
+
+class HostileHarness : public ::testing::Test {
+protected:
+    /// A few cases of every kind, through the tool spoiled in that way.
+    static Outcome runSpoiled(const std::string& spoil,
+                              std::vector<std::string> arguments = {"--stride", "997", "--random", "5"}) {
+        arguments.insert(arguments.end(), {"--binary", HALYX_SPOILED, "--seed", "4711", "--memory", kMemory});
+        Process process(HALYX_HOSTILE, arguments);
+        process.environment("HALYX_SPOIL", spoil).environment("HALYX_SPOIL_PROGRAM", reachable(HALYX_BINARY));
+        return process.limitSeconds(200).run();
+    }
+
+    static void expectNoticed(const std::string& spoil, const std::string& text,
+                              const std::vector<std::string>& arguments = {"--stride", "997", "--random", "5"}) {
+        const Outcome outcome = runSpoiled(spoil, arguments);
+        EXPECT_EQ(outcome.status, 1) << outcome.describe();
+        EXPECT_NE(outcome.out.find(text), std::string::npos) << "missing: " << text << "\n" << outcome.describe();
+        EXPECT_NE(outcome.out.find("repeat: halyx_hostile --seed 4711"), std::string::npos) << outcome.describe();
+    }
+
+    static constexpr const char* kMemory = sizeof HALYX_SANITIZE > 1 ? "1024" : "200";
+};
+
+TEST_F(HostileHarness, FindsNothingInAToolThatIsNotSpoiled) {
+    const Outcome outcome = runSpoiled("");
+    EXPECT_EQ(outcome.status, 0) << outcome.describe();
+    EXPECT_NE(outcome.out.find("no failures"), std::string::npos) << outcome.describe();
+}
+
+TEST_F(HostileHarness, NoticesACrash) {
+    expectNoticed("crash", sizeof HALYX_SANITIZE > 1 ? "FAILED" : "ended by signal: Segmentation fault");
+}
+
+TEST_F(HostileHarness, NoticesAHang) {
+    expectNoticed("hang", "hung: killed after 1.", {"--only", "0", "--seconds", "1"});
+    expectNoticed("hang closed", "hung: killed after 1.", {"--only", "0", "--seconds", "1"});
+}
+
+TEST_F(HostileHarness, NoticesControlBytes) {
+    expectNoticed("escape", "control byte on standard output: byte 1b at ");
+    expectNoticed("high control", "control byte on standard error: byte 9b at ");
+}
+
+TEST_F(HostileHarness, NoticesMemory) {
+    if (sizeof HALYX_SANITIZE > 1) {
+        GTEST_SKIP() << "a sanitizer's own memory is counted as well, and the bound is wider";
+    }
+    expectNoticed("memory", "memory: 3");
+}
+
+TEST_F(HostileHarness, NoticesASanitizersReport) {
+    expectNoticed("sanitizer", "sanitizer report:");
+}
+
+TEST_F(HostileHarness, NoticesAnotherStatus) {
+    expectNoticed("status", ", wanted ");
+    expectNoticed("strange status", "strange status: 99");
+}
+
+TEST_F(HostileHarness, NoticesOtherWords) {
+    expectNoticed("message", "standard error, line ");
+    expectNoticed("message", "standard output, line ");
+    expectNoticed("element", "standard output, line ");
+    expectNoticed("silence", "standard output, line ");
+}
+
+TEST_F(HostileHarness, NoticesTheOtherStream) {
+    expectNoticed("stream", "standard output, line ");
+}
+
+TEST_F(HostileHarness, RepeatsACaseFromItsSeedAndIndex) {
+    const std::vector<std::string> one = {"--only", "900001"};
+    const Outcome first = runSpoiled("crash", one);
+    const Outcome second = runSpoiled("crash", one);
+    const auto what = [](const Outcome& outcome) { return outcome.out.substr(outcome.out.find("random: ")); };
+    ASSERT_NE(first.out.find("random: "), std::string::npos) << first.describe();
+    EXPECT_EQ(what(first).substr(0, what(first).find('\n')), what(second).substr(0, what(second).find('\n')));
+    EXPECT_NE(first.out.find("kept: Q7_CHROOT="), std::string::npos);
+}
+
+} // namespace
