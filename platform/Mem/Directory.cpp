@@ -16,7 +16,7 @@ Directory::~Directory() {
 
 bool Directory::has(const std::string& name) const {
     struct stat found {};
-    return descriptor_ >= 0 && ::fstatat(descriptor_, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0;
+    return descriptor_ >= 0 && ::fstatat(descriptor_, name.c_str(), &found, 0) == 0;
 }
 
 bool Directory::isAt(const std::string& path) const {

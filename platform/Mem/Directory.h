@@ -16,7 +16,7 @@ public:
     /// The descriptor, or -1 when the directory could not be opened.
     [[nodiscard]] int descriptor() const { return descriptor_; }
 
-    /// Whether the directory has an entry of that name, of whatever kind.
+    /// Whether a file of that name, of whatever kind, is there: a link counts as what it leads to, so one to nothing is none.
     [[nodiscard]] bool has(const std::string& name) const;
 
     /// Whether `path` leads to this directory still, or to none when there was none. False when another took its place.

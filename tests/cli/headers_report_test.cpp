@@ -493,6 +493,21 @@ TEST_F(HeadersReport, SlabFilesThatAreNone) {
     expectFailure(nothing);
 }
 
+TEST_F(HeadersReport, SlabsThatAreLinks) {
+    const Collection c = slabs().build(root_, "c");
+    const std::string before = buckets() + slots(slabs(), "Offset{ slab: 5 index: 1 }", "64 bytes \"Payload\"", "1");
+    const auto link = [&](const std::string& target) {
+        c.remove("slab3");
+        ASSERT_EQ(::symlink(c.file(target).c_str(), c.file("slab3").c_str()), 0);
+    };
+    link("nothing");
+    expectReport(before + slab0() + slab31() + "\n"); // as one that is missing
+    link("slab3");
+    expectReport(before + slab0() + slab31() + "\n");
+    link("slab0");
+    expectFailure("halyx: SlabReader-3-?::attach() no shared memory region\n");
+}
+
 TEST_F(HeadersReport, SlabFilesOfEverySize) {
     const Collection c = slabs().build(root_, "c");
     const std::string bytes = c.bytes("slab0");
