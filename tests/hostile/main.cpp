@@ -2,8 +2,8 @@
 //                      [--seconds S] [--memory MIB] [--list]
 //
 // Puts --count broken collections through every report of the tool, from number --first on: the systematic ones come first,
-// then random ones without end; or every K-th systematic one and N random ones. A case follows from the seed and its index: --only repeats one and keeps its
-// directory. The exit status is 1 when any run went wrong.
+// then random ones without end; or every K-th systematic one and N random ones. A case follows from the seed and its index:
+// --only repeats one and keeps its directory. The exit status is 1 when any run went wrong.
 
 #include "fixtures/ReachableProgram.h"
 #include "hostile/Generator.h"
