@@ -2,6 +2,7 @@
 
 #include "fixtures/Process.h"
 #include "fixtures/ReachableProgram.h"
+#include "hostile/Expectation.h"
 
 #include <gtest/gtest.h>
 
@@ -88,6 +89,30 @@ TEST_F(HostileHarness, RepeatsACaseFromItsSeedAndIndex) {
     ASSERT_NE(first.out.find("random: "), std::string::npos) << first.describe();
     EXPECT_EQ(what(first).substr(0, what(first).find('\n')), what(second).substr(0, what(second).find('\n')));
     EXPECT_NE(first.out.find("kept: Q7_CHROOT="), std::string::npos);
+}
+
+TEST(HostileExpectation, ComparesEveryLine) {
+    using Hostile::difference;
+    EXPECT_EQ(difference("", ""), "");
+    EXPECT_EQ(difference("one\ntwo\n", "one\ntwo\n"), "");
+    EXPECT_NE(difference("one\ntwo\n", "one\n"), "");
+    EXPECT_NE(difference("one\n", "one\ntwo\n"), "");
+    EXPECT_NE(difference("one\n", "one"), "");
+    EXPECT_NE(difference("", "\n"), "");
+}
+
+TEST(HostileExpectation, LeavesOpenOnlyWhatIsMarked) {
+    using Hostile::difference;
+    const std::string anything = std::string("hits: ") + Hostile::Expectation::kAnything + "\nend\n";
+    EXPECT_EQ(difference(anything, "hits: 7\nend\n"), "");
+    EXPECT_NE(difference(anything, "hit: 7\nend\n"), "");
+    EXPECT_NE(difference(anything, "hits: 7\nother\n"), "");
+    EXPECT_NE(difference(anything, "hits: 7"), "");
+    const std::string corrupted = std::string("bucket[0]") + Hostile::Expectation::kCorrupted + "\n";
+    EXPECT_EQ(difference(corrupted, "bucket[0] 1-->2 --> [corrupted] a reason\n"), "");
+    EXPECT_NE(difference(corrupted, "bucket[0] 1-->2 --> [corrupted] \n"), "");
+    EXPECT_NE(difference(corrupted, "bucket[0] 1-->2 7fffffff --> none\n"), "");
+    EXPECT_NE(difference(corrupted, "bucket[1] [corrupted] a reason\n"), "");
 }
 
 } // namespace

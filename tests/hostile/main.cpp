@@ -149,6 +149,9 @@ void runCase(const Case& made, const Place& place, const Runner& runner, const J
         std::vector<std::string> arguments = report.options;
         arguments.push_back(made.expression);
         const Run run = runner.run(arguments, place.root().path(), made.unprivileged);
+        if (stopped != 0) {
+            return; // what stopped us may have met the run as well
+        }
         const Expectation expected = oracle.of(report.report);
         tally.addRun(made, joined(report.options), run, expected.open, judge.fault(report.report, expected, run));
     }
