@@ -4,16 +4,18 @@
 #include "Norvu/DescribedTypes.h"
 #include "Norvu/Types/Layout.h"
 #include "Norvu/Types/Parser.h"
+#include "fuzz/Targets.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+namespace Fuzz {
+
+void runTypes(Bytes input) {
     using namespace Norvu;
-    const std::string text(data, data + size);
+    const std::string text(input.begin(), input.end());
     for (const auto abi : {Types::Abi::X86_64, Types::Abi::I386}) {
         try {
             const Types::Declarations declarations = Types::parse(text, "T");
@@ -26,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             // Of exactly the type's size, so that a read past it is seen.
             auto* const value = static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(bytes)));
             for (std::uint64_t i = 0; i < bytes; ++i) {
-                value[i] = size == 0 ? 0 : data[i % size];
+                value[i] = input.empty() ? 0 : input[i % input.size()];
             }
             for (const auto style : {Platform::ValueStyle::Pretty, Platform::ValueStyle::Json}) {
                 std::string out;
@@ -37,5 +39,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             // Said, with its line: that is all that a wrong description may do.
         }
     }
-    return 0;
 }
+
+} // namespace Fuzz
