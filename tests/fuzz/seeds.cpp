@@ -1,9 +1,11 @@
 // usage: halyx_fuzz_seeds DIRECTORY
 //
-// Writes the inputs that fuzzing begins with to DIRECTORY/TARGET/: sound collections of every kind that the format knows.
+// Writes the inputs that fuzzing begins with to DIRECTORY/TARGET/: sound collections of every kind that the format knows, what
+// a process table has to say of them, and expressions that name them.
 
 #include "fixtures/CollectionBuilder.h"
 #include "fuzz/collection/Files.h"
+#include "fuzz/maps/ProcessFiles.h"
 #include "fuzz/room/Archive.h"
 
 #include <cstdio>
@@ -73,6 +75,43 @@ void writeCollections(const std::string& directory) {
     save("described", described);
 }
 
+void writeQueues(const std::string& directory) {
+    const auto save = [&](const std::string& name, const CollectionBuilder& made) {
+        Fuzz::Archive archive;
+        for (unsigned char queue = 0; queue < 2; ++queue) {
+            archive.files[static_cast<unsigned char>(Fuzz::kQueue + queue)] = made.conquerFile(queue);
+        }
+        write(directory, name, archive.encode());
+    };
+    save("empty", CollectionBuilder().conquer());
+    save("unused", CollectionBuilder().conquer(2, 3));
+    save("primary", CollectionBuilder().conquer().notify(0, 7, 1).notify(0, 8, 2).leftover(0, 6, 3).notify(1, 5, 1));
+    save("secondary", CollectionBuilder().conquer(1).notify(1, ~std::uint64_t{0}, 1).growQueue(1, 2).activate(1));
+}
+
+void writeMaps(const std::string& directory) {
+    const std::string begin = "7f0000-7f1000 r--s 00000000 00:13 12345                 ";
+    Fuzz::Archive archive;
+    archive.files[Fuzz::kMaps] = begin + "@/c/slots\n" + begin + "@/c/conquer.1\n" + begin + "/usr/lib/libc.so.6\n";
+    archive.files[Fuzz::kCommandLine] = std::string("/bin/shadow\0-x\0", 15);
+    archive.files[Fuzz::kExecutable] = "/bin/shadow";
+    write(directory, "shadow", archive.encode());
+    archive.files[Fuzz::kKinds + Fuzz::kMaps] = "7f0000-7f1000 rw-s 00000000 00:13 12345 @/c/slots\n" + begin +
+                                                "@/d/e/slots (deleted)\n" + begin + "@/d/e/fenix\n";
+    archive.files[Fuzz::kKinds + Fuzz::kExecutable] = "/bin/writer (deleted)";
+    write(directory, "writer", archive.encode());
+}
+
+void writeExpressions(const std::string& directory) {
+    const std::string names = "prices\nprices2\neu/orders\nodd*name\n";
+    const char* const expressions[] = {"",         "prices",      "price",  "/eu",   "*",
+                                       "@/prices", "@/eu/orders", "[a-p]*", "odd\\*"};
+    unsigned count = 0;
+    for (const char* const expression : expressions) {
+        write(directory, std::to_string(++count), expression + ("\n" + names));
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -83,6 +122,9 @@ int main(int argc, char** argv) {
     try {
         const std::string directory = argv[1];
         writeCollections(directory + "/collection");
+        writeQueues(directory + "/queues");
+        writeMaps(directory + "/maps");
+        writeExpressions(directory + "/expression");
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "halyx_fuzz_seeds: %s\n", exception.what());
         return 1;

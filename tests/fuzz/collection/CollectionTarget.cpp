@@ -48,7 +48,7 @@ std::size_t mostOfWalk(const Archive& archive, std::size_t size) {
 
 void runCollection(Bytes input) {
     const Archive archive(input);
-    Sandbox& sandbox = Sandbox::instance();
+    static Sandbox sandbox;
     sandbox.enter();
     const std::size_t size = place(sandbox, archive);
     placeReader(sandbox);

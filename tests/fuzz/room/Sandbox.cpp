@@ -36,14 +36,10 @@ void removeThoseOfDeadProcesses() {
 
 } // namespace
 
-Sandbox& Sandbox::instance() {
-    static Sandbox sandbox;
-    return sandbox;
-}
-
 Sandbox::Sandbox() {
     removeThoseOfDeadProcesses();
-    path_ = memory() + "/" + kPrefix + std::to_string(::getpid());
+    static unsigned made = 0;
+    path_ = memory() + "/" + kPrefix + std::to_string(::getpid()) + "." + std::to_string(++made);
     Fixtures::makeDirectories(collection());
     Fixtures::makeDirectories(proc());
     Fixtures::makeDirectories(types());

@@ -6,10 +6,10 @@
 namespace Fuzz {
 
 /// A directory in memory that stands for the whole machine while a target runs: below it lie the collections, a process table
-/// and the descriptions of types. One a process; removed when the process ends, and by the next one when it could not.
+/// and the descriptions of types. Each target has its own for as long as the process lives; when that cannot clean up, the next one does.
 class Sandbox {
 public:
-    static Sandbox& instance();
+    Sandbox();
     ~Sandbox();
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
@@ -29,8 +29,6 @@ public:
     void fill(const std::string& directory, const Files& files);
 
 private:
-    Sandbox();
-
     std::string path_;
     std::map<std::string, Files> filled_;
 };

@@ -32,4 +32,16 @@ TEST(FuzzCorpus, OfCollectionsIsReportedWithoutAFault) {
     EXPECT_GT(runCorpus("collection", Fuzz::runCollection), 50U);
 }
 
+TEST(FuzzCorpus, OfQueuesIsReportedAsItsBytesSay) {
+    EXPECT_GT(runCorpus("queues", Fuzz::runQueues), 50U);
+}
+
+TEST(FuzzCorpus, OfProcessTablesGivesTheRecordsOfItsMaps) {
+    EXPECT_GT(runCorpus("maps", Fuzz::runMaps), 50U);
+}
+
+TEST(FuzzCorpus, OfExpressionsFindsWhatTheirPatternsFit) {
+    EXPECT_GT(runCorpus("expression", Fuzz::runExpression), 50U);
+}
+
 } // namespace
