@@ -1,10 +1,13 @@
 // The parser of type descriptions, and the printers built from what it accepts: any text may come from anyone. A value
-// made of the description's own bytes is printed in both styles, from memory of exactly the type's size.
+// made of the description's own bytes is printed in both styles, from memory of exactly the type's size: as one printable line, and
+// as one JSON value.
 
 #include "Norvu/DescribedTypes.h"
 #include "Norvu/Types/Layout.h"
 #include "Norvu/Types/Parser.h"
 #include "fuzz/Targets.h"
+#include "fuzz/room/Json.h"
+#include "fuzz/room/Watch.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -33,6 +36,10 @@ void runTypes(Bytes input) {
             for (const auto style : {Platform::ValueStyle::Pretty, Platform::ValueStyle::Json}) {
                 std::string out;
                 printer->toString(value, style, out);
+                if (style == Platform::ValueStyle::Json && !isJson(out)) {
+                    fail("a value in JSON", "is none:", out);
+                }
+                expectPrintable("a value", out + "\n");
             }
             std::free(value);
         } catch (const Types::DescriptionError&) {

@@ -2,6 +2,7 @@
 
 #include "Norvu/Exception.h"
 #include "fuzz/room/Archive.h"
+#include "fuzz/room/Json.h"
 #include "fuzz/room/Watch.h"
 
 #include <gtest/gtest.h>
@@ -60,6 +61,17 @@ TEST_F(FuzzWatchDeathTest, EndsTheProcessAtBytesThatATerminalActsOn) {
         EXPECT_DEATH(Fuzz::expectPrintable("it", std::string(text)), "FUZZ: it: writes a byte");
     }
     EXPECT_DEATH(Fuzz::expectPrintable("it", std::string("no end")), "FUZZ: it: ends within a line");
+}
+
+TEST(FuzzJson, IsKnownFromWhatIsNone) {
+    for (const char* const text :
+         {"{}", "[ ]", "{\"a\": [1, -2.5e+7, null], \"b\": {\"c\": true}}", "\"\\u00e4\\\"\"", "0"}) {
+        EXPECT_TRUE(Fuzz::isJson(text)) << text;
+    }
+    for (const char* const text : {"", "{", "[1,]", "{\"a\" 1}", "{a: 1}", "01", "1.", "nan", "\"", "\"\\x41\"",
+                                   "\"\\u12\"", "\"\x01\"", "\"\xc3\xa4\"", "1 2"}) {
+        EXPECT_FALSE(Fuzz::isJson(text)) << text;
+    }
 }
 
 TEST(FuzzArchive, IsTheSameAfterBeingWritten) {
