@@ -1,0 +1,109 @@
+#include "soak/HeaderCheck.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace Soak {
+
+namespace {
+
+/// What stands behind each line's label, up to the line's end.
+std::vector<std::string_view> behind(std::string_view text, std::string_view label) {
+    std::vector<std::string_view> found;
+    for (std::size_t at = text.find(label); at != std::string_view::npos; at = text.find(label, at)) {
+        at += label.size();
+        found.push_back(text.substr(at, text.find('\n', at) - at));
+    }
+    return found;
+}
+
+std::optional<std::uint64_t> number(std::string_view text) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc{} ? std::optional(value) : std::nullopt;
+}
+
+/// One line "label" with a number in these bounds, behind the last ":" when it has one.
+void checkNumber(const std::string& output, std::string_view label, std::uint64_t least, std::uint64_t most,
+                 Faults& faults) {
+    const auto lines = behind(output, label);
+    std::optional<std::uint64_t> value;
+    if (lines.size() == 1) {
+        const std::size_t colon = lines[0].find(':');
+        value = number(lines[0].substr(colon == std::string_view::npos ? 0 : colon + 1));
+    }
+    if (!value || *value < least || *value > most) {
+        faults.add(Fault::Failed, "'" + std::string(label) + "' has not " + std::to_string(least) + " to " +
+                                      std::to_string(most) + ":\n" + output);
+    }
+}
+
+/// The fewest and most elements that there were.
+std::pair<std::uint64_t, std::uint64_t> occupation(const View& view) {
+    const std::uint64_t steps = view.to - view.from + (view.life->doubtful != 0 ? 1 : 0);
+    const std::uint64_t there = view.life->occupied;
+    return {there > steps ? there - steps : 0, there + steps};
+}
+
+} // namespace
+
+Sizes Sizes::now(const Journal& journal) {
+    const Journal::Counts& counts = journal.counts();
+    return {counts.slots.load(), counts.buckets.load(), counts.deaths.load(), counts.incarnations.load()};
+}
+
+void checkHeaders(const std::string& output, const View& view, const Sizes& before, const Sizes& after,
+                  Faults& faults) {
+    const auto fenixes = behind(output, "\tFenix: ");
+    const std::string process = "(pid: " + std::to_string(view.life->process) + " ";
+    if (fenixes.size() < 2 ||
+        std::count(fenixes.begin(), fenixes.end(), fenixes[0]) != std::ptrdiff_t(fenixes.size()) ||
+        fenixes[0].find(process) == std::string_view::npos) {
+        faults.add(Fault::Invented,
+                   "the headers are not all of process " + std::to_string(view.life->process) + ":\n" + output);
+    }
+    for (const char* const word : {"failed", "corrupt", "rror"}) {
+        if (output.find(word) != std::string::npos) {
+            faults.add(Fault::FalseCorruption, output);
+        }
+    }
+    if (view.alone) {
+        checkNumber(output, "\tNumBuckets: ", before.buckets, after.buckets, faults);
+        checkNumber(output, "\tMapped slots: ", before.slots, after.slots, faults);
+    }
+    const auto [least, most] = occupation(view);
+    checkNumber(output, "\tOccupied slots: ", least, most, faults);
+}
+
+void checkClients(const std::string& output, const std::string& path, const View& view, const Sizes& before,
+                  const Sizes& after, bool stopped, Faults& faults) {
+    const bool lived = view.alone && before.deaths == after.deaths && before.incarnations == after.incarnations &&
+                       before.incarnations > before.deaths && !stopped;
+    // Other tests have collections of their own on this machine.
+    const std::string heading = "Halyx table \"" + path + "\"\n";
+    const std::size_t begin = output.find(heading);
+    if (begin == std::string::npos) {
+        if (lived) {
+            faults.add(Fault::Unnamed, "nothing about " + path + ":\n" + output);
+        }
+        return;
+    }
+    const std::string block = output.substr(begin, output.find("\n\n", begin) + 1 - begin);
+    const std::string process = "-" + std::to_string(view.life->process) + "(";
+    const auto writers = behind(block, "Writer: ");
+    const bool named = writers.size() == 1 && writers[0].find(process) != std::string_view::npos;
+    const bool nobody = block.find('(') == std::string::npos;
+    if (!named && (lived || !nobody)) {
+        faults.add(Fault::Unnamed, "process " + std::to_string(view.life->process) + ":\n" + block);
+    }
+    if (std::count(block.begin(), block.end(), '(') > 1 || output.find(heading, begin + 1) != std::string::npos) {
+        faults.add(Fault::Unnamed, "nobody else has the collection:\n" + output);
+    }
+    const auto [least, most] = occupation(view);
+    checkNumber(block, "Occupied slots: ", least, most, faults);
+}
+
+} // namespace Soak

@@ -1,0 +1,216 @@
+#include "soak/Runner.h"
+
+#include "fixtures/QueueOutput.h"
+#include "soak/QueueCheck.h"
+#include "soak/Value.h"
+#include "soak/WalkCheck.h"
+#include "soak/Writers.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <unistd.h>
+
+namespace Soak {
+
+namespace {
+
+constexpr double kHangSeconds = 10;
+constexpr double kLineSeconds = 10;
+// How the report on all clients ends when a program of somebody else's, anywhere on this machine, has mapped a file of a
+// collection's name whose path is shorter than our collections' root.
+constexpr const char* kForeignFiles = "halyx: basic_string::substr: __pos ";
+constexpr const char* kCollections = "/var/shmem/halyxes/";
+constexpr std::uint64_t kMostFaultyRuns = 10;
+
+double now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+Style styleOf(const std::string& name) {
+    return name == "-p" ? Style::Pretty : name == "-j" ? Style::Json : Style::Plain;
+}
+
+} // namespace
+
+Runner::Runner(Settings settings) : settings_(std::move(settings)), random_(settings_.seed), begin_(now()) {}
+
+double Runner::elapsed() const {
+    return now() - begin_;
+}
+
+const std::vector<Runner::Report>& Runner::reports() {
+    static const std::vector<Report> all{
+        {"walk", {}, 6},   {"-e", {"-e"}, 2}, {"-p", {"-p"}, 2}, {"-j", {"-j"}, 2},          {"-x", {"-x"}, 1},
+        {"-w", {"-w"}, 1}, {"-a", {"-a"}, 1}, {"-q", {"-q"}, 6}, {"-q -v", {"-q", "-v"}, 4},
+    };
+    return all;
+}
+
+const Runner::Report& Runner::choose(const Plan& plan) {
+    for (;;) {
+        const Report& report = reports()[random_() % reports().size()];
+        if ((plan.conquer || report.name[1] != 'q') && random_() % 6 < report.weight) {
+            return report;
+        }
+    }
+}
+
+/// One collection can be named in several ways.
+std::string Runner::expression(const Plan& plan, const std::string& chroot) {
+    switch (random_() % 4) {
+    case 0:
+        return chroot + kCollections + plan.collection;
+    case 1:
+        return plan.collection.substr(0, 2) + "*";
+    default:
+        return plan.collection;
+    }
+}
+
+Faults Runner::check(const Plan& plan, const Report& report, const Fixtures::Outcome& outcome,
+                     const std::string& chroot, History& history, const Sizes& before, bool stopped) {
+    const std::string name = report.name;
+    const bool queues = name[1] == 'q';
+    const bool clients = name == "-w" || name == "-a";
+    const bool walk = !queues && !clients && name != "-x";
+    const std::vector<View>& views = history.endRun();
+    const Sizes after = Sizes::now(journal_);
+    Faults best;
+    if (outcome.hung) {
+        best.add(Fault::Hang, "ended after " + std::to_string(kHangSeconds) + " seconds");
+        return best;
+    }
+    if (name == "-a" && outcome.status == 1 && outcome.err.find(kForeignFiles) != std::string::npos) {
+        ++totals_.foreign;
+        return best;
+    }
+    Fixtures::QueueOutput output;
+    if (walk) {
+        text_.parse(outcome.out, styleOf(name), plan.dynamic);
+        totals_.elements += text_.elements.size() + text_.abandoned.size();
+        totals_.resizes += text_.resizes;
+        totals_.chainRestarts += static_cast<std::uint64_t>(std::max(text_.chainRestarts, 0LL));
+        totals_.lookasideHits += static_cast<std::uint64_t>(std::max(text_.lookasideHits, 0LL));
+    } else if (queues) {
+        output = Fixtures::QueueOutput::parse(outcome.out);
+        totals_.queueRestarts += output.restarts.value_or(0);
+        for (const auto& queue : output.queues) {
+            totals_.elements += queue.records.size();
+        }
+    }
+    // It reports on one incarnation, whichever it met.
+    for (std::size_t i = 0; i < views.size(); ++i) {
+        const View& view = views[i];
+        Faults faults;
+        if (!outcome.clean() || outcome.status != 0 || !outcome.err.empty()) {
+            faults.add(Fault::Failed, outcome.describe());
+        }
+        if (walk) {
+            WalkExpectation expectation;
+            expectation.emptyBuckets = name == "-e";
+            if (view.alone) {
+                expectation.leastBuckets = before.buckets;
+                expectation.mostBuckets = after.buckets;
+            }
+            WalkCheck(history, view, text_, outcome.out).run(expectation, faults);
+        } else if (queues) {
+            QueueCheck(history, view, plan).run(output, name == "-q -v", faults);
+        } else if (clients) {
+            checkClients(outcome.out, chroot + kCollections + plan.collection, view, before, after, stopped, faults);
+        } else {
+            checkHeaders(outcome.out, view, before, after, faults);
+        }
+        if (i == 0 || faults.total() < best.total()) {
+            best = std::move(faults);
+        }
+    }
+    return best;
+}
+
+void Runner::note(const Plan& plan, const Report& report, const Fixtures::Outcome& outcome, const Faults& faults) {
+    totals_.unverifiable += faults.unverifiable;
+    if (faults.total() == 0) {
+        return;
+    }
+    for (unsigned fault = 0; fault < kFaults; ++fault) {
+        totals_.faults[fault] += faults.count(static_cast<Fault>(fault));
+    }
+    ++totals_.faultyRuns;
+    std::printf("\nFAULT in run %llu, %s, of %s; seed %u\n", static_cast<unsigned long long>(totals_.allRuns()),
+                report.name, plan.describe().c_str(), settings_.seed);
+    for (const std::string& text : faults.texts()) {
+        std::printf("%s\n", text.c_str());
+    }
+    if (!settings_.keep.empty()) {
+        const std::string file = settings_.keep + "/halyx-soak." + std::to_string(::getpid()) + "." +
+                                 std::to_string(totals_.faultyRuns) + ".txt";
+        Fixtures::writeFile(file, outcome.out);
+        std::printf("what it printed is kept in %s\n", file.c_str());
+    }
+    std::fflush(stdout);
+}
+
+void Runner::runOne(const Plan& plan, const Report& report, const std::string& chroot, History& history, bool stopped) {
+    std::vector<std::string> arguments = report.options;
+    if (std::string(report.name) != "-a") {
+        arguments.push_back(expression(plan, chroot));
+    }
+    Fixtures::Process process(settings_.tool, arguments);
+    process.environment("Q7_CHROOT", chroot).environment("HALYX_TYPE_PATH", chroot).limitSeconds(kHangSeconds);
+    process.environment("SOAK_DYNAMIC", plan.dynamic ? "1" : "0").keepAtMost(std::size_t{1} << 30);
+    history.beginRun();
+    const Sizes before = Sizes::now(journal_);
+    const double start = now();
+    const Fixtures::Outcome outcome = process.run();
+    totals_.longestRun = std::max(totals_.longestRun, now() - start);
+    ++totals_.runs[report.name];
+    note(plan, report, outcome, check(plan, report, outcome, chroot, history, before, stopped));
+}
+
+void Runner::round(const Plan& plan) {
+    const Fixtures::ScratchRoot root;
+    for (const bool dynamic : {false, true}) {
+        Fixtures::writeFile(root.file(std::string(typeName(dynamic)) + ".h"), typeDescription(dynamic));
+    }
+    journal_.reset();
+    History history(journal_, plan.keys);
+    Writers writers(root.path(), journal_, plan);
+    const double begin = now();
+    const auto goesOn = [&] {
+        return totals_.faultyRuns < kMostFaultyRuns && elapsed() < settings_.seconds && now() - begin < settings_.round;
+    };
+    do {
+        runOne(plan, choose(plan), root.path(), history, false);
+        if (elapsed() - lastLine_ >= kLineSeconds) {
+            lastLine_ = elapsed();
+            totals_.printLine(elapsed(), nameOf(plan.scenario));
+        }
+    } while (goesOn());
+    history.beginRun(); // makes room for what the writers do until they stop
+    if (!writers.stop()) {
+        failed_ = true;
+        std::printf("a writer failed: %s\n", plan.describe().c_str());
+        return;
+    }
+    // Nobody writes any more: now all is known to the last byte.
+    for (const Report& report : reports()) {
+        if (plan.conquer || report.name[1] != 'q') {
+            runOne(plan, report, root.path(), history, true);
+        }
+    }
+    totals_.add(journal_);
+}
+
+bool Runner::run() {
+    std::printf("seed %u\n", settings_.seed);
+    std::fflush(stdout);
+    for (std::size_t i = 0;
+         i == 0 || (elapsed() < settings_.seconds && totals_.faultyRuns < kMostFaultyRuns && !failed_); ++i) {
+        round(randomPlan(settings_.scenarios[i % settings_.scenarios.size()], random_));
+    }
+    totals_.printSummary(elapsed());
+    return totals_.allFaults() == 0 && !failed_;
+}
+
+} // namespace Soak

@@ -1,0 +1,119 @@
+#include "soak/Writers.h"
+
+#include "soak/Incarnation.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Soak {
+
+namespace {
+
+constexpr useconds_t kPollMicroseconds = 500;
+constexpr unsigned kReadyPolls = 120000; ///< a minute
+
+/// Runs in a process of its own, and never returns.
+[[noreturn]] void writeOne(Journal& journal, const Plan& plan, std::uint32_t seed) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    try {
+        Incarnation(journal, plan, seed).run();
+        ::_exit(0);
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "a writer failed: %s\n", exception.what());
+    }
+    ::_exit(1);
+}
+
+enum class End { Ended, Killed, Failed };
+
+/// One incarnation.
+End writeUntilEnd(Journal& journal, const Plan& plan, std::mt19937& random) {
+    Journal::Counts& counts = journal.counts();
+    const std::uint32_t seed = static_cast<std::uint32_t>(random());
+    const std::uint32_t before = counts.incarnations.load();
+    counts.leave.store(0);
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        return End::Failed;
+    }
+    if (pid == 0) {
+        writeOne(journal, plan, seed);
+    }
+    bool killed = false;
+    if (plan.longestLife != 0) {
+        // Now and then in the middle of making it.
+        const bool early = random() % 16 == 0;
+        for (unsigned polls = 0; !early && polls < kReadyPolls && counts.incarnations.load() == before; ++polls) {
+            ::usleep(kPollMicroseconds);
+        }
+        ::usleep(static_cast<useconds_t>(random() % (1000 * plan.longestLife)));
+        counts.deaths.fetch_add(1);
+        killed = before != 0 && random() % 2 == 0;
+        if (killed) {
+            ::kill(pid, SIGKILL);
+        } else {
+            counts.leave.store(1);
+        }
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    if (killed) {
+        return End::Killed;
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? End::Ended : End::Failed;
+}
+
+} // namespace
+
+Writers::Writers(const std::string& chroot, Journal& journal, const Plan& plan) : journal_(&journal) {
+    std::fflush(nullptr);
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::setenv("Q7_CHROOT", chroot.c_str(), 1);
+        std::mt19937 random(plan.seed);
+        // The last one is never a killed one: what that was doing would stay in doubt.
+        for (End end = End::Ended; end == End::Killed || journal.counts().stop.load() == 0;) {
+            end = writeUntilEnd(journal, plan, random);
+            if (end == End::Failed) {
+                journal.counts().failed.store(1);
+                ::_exit(1);
+            }
+        }
+        ::_exit(0);
+    }
+    for (unsigned polls = 0; journal.counts().incarnations.load() == 0; ++polls) {
+        if (pid_ < 0 || polls == kReadyPolls || journal.counts().failed.load() != 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+            throw std::runtime_error("the writer is not ready");
+        }
+        ::usleep(kPollMicroseconds);
+    }
+}
+
+Writers::~Writers() {
+    if (pid_ > 0) {
+        // Their parent's end is theirs.
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+    }
+}
+
+bool Writers::stop() {
+    journal_->counts().stop.store(1);
+    if (pid_ > 0) {
+        int status = 0;
+        ::waitpid(pid_, &status, 0);
+        pid_ = -1;
+    }
+    return journal_->counts().failed.load() == 0;
+}
+
+} // namespace Soak

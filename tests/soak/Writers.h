@@ -1,0 +1,29 @@
+#pragma once
+
+#include "soak/Journal.h"
+#include "soak/Plan.h"
+
+#include <string>
+#include <sys/types.h>
+
+namespace Soak {
+
+/// The processes that write one collection, one incarnation after the other. Some are told to end, some are killed.
+class Writers {
+public:
+    /// Starts them and waits until the collection is in place; throws std::runtime_error when that fails.
+    Writers(const std::string& chroot, Journal& journal, const Plan& plan);
+    /// Ends them.
+    ~Writers();
+    Writers(const Writers&) = delete;
+    Writers& operator=(const Writers&) = delete;
+
+    /// Ends the writing; false when a writer had failed. The collection stays. The journal must have room for the last steps.
+    bool stop();
+
+private:
+    Journal* journal_;
+    pid_t pid_ = -1;
+};
+
+} // namespace Soak
