@@ -50,13 +50,12 @@ std::pair<std::uint64_t, std::uint64_t> occupation(const View& view) {
 
 } // namespace
 
-Sizes Sizes::now(const Journal& journal) {
+Fates Fates::now(const Journal& journal) {
     const Journal::Counts& counts = journal.counts();
-    return {counts.slots.load(), counts.buckets.load(), counts.deaths.load(), counts.incarnations.load()};
+    return {counts.deaths.load(), counts.incarnations.load()};
 }
 
-void checkHeaders(const std::string& output, const View& view, const Sizes& before, const Sizes& after,
-                  Faults& faults) {
+void checkHeaders(const std::string& output, const View& view, Faults& faults) {
     const auto fenixes = behind(output, "\tFenix: ");
     const std::string process = "(pid: " + std::to_string(view.life->process) + " ";
     if (fenixes.size() < 2 ||
@@ -70,16 +69,14 @@ void checkHeaders(const std::string& output, const View& view, const Sizes& befo
             faults.add(Fault::FalseCorruption, output);
         }
     }
-    if (view.alone) {
-        checkNumber(output, "\tNumBuckets: ", before.buckets, after.buckets, faults);
-        checkNumber(output, "\tMapped slots: ", before.slots, after.slots, faults);
-    }
+    checkNumber(output, "\tNumBuckets: ", view.life->buckets, view.mostBuckets, faults);
+    checkNumber(output, "\tMapped slots: ", view.life->slots, view.mostSlots, faults);
     const auto [least, most] = occupation(view);
     checkNumber(output, "\tOccupied slots: ", least, most, faults);
 }
 
-void checkClients(const std::string& output, const std::string& path, const View& view, const Sizes& before,
-                  const Sizes& after, bool stopped, Faults& faults) {
+void checkClients(const std::string& output, const std::string& path, const View& view, const Fates& before,
+                  const Fates& after, bool stopped, Faults& faults) {
     const bool lived = view.alone && before.deaths == after.deaths && before.incarnations == after.incarnations &&
                        before.incarnations > before.deaths && !stopped;
     // Other tests have collections of their own on this machine.

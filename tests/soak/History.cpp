@@ -1,5 +1,6 @@
 #include "soak/History.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -13,6 +14,8 @@ constexpr useconds_t kWaitMicroseconds = 100;
 
 void Life::apply(std::uint64_t number, const Event& event) {
     last = number;
+    slots = event.slots != 0 ? event.slots : slots;
+    buckets = event.buckets != 0 ? event.buckets : buckets;
     switch (event.kind) {
     case Event::Insert:
         ++occupied;
@@ -60,7 +63,8 @@ void History::apply(Lives& lives, std::uint64_t number) const {
     const bool last = number + 1 <= journal_->counts().done.load(std::memory_order_acquire) &&
                       journal_->at(number + 1).kind == Event::Begin && journal_->at(number + 1).version == number;
     if (event.kind == Event::Publish) {
-        lives.pending.publish = lives.pending.last = number;
+        lives.pending.apply(number, event);
+        lives.pending.publish = number;
         lives.pending.process = event.key;
         if (!last) {
             lives.visible.clear();
@@ -96,7 +100,9 @@ const std::vector<View>& History::endRun() {
     views_.clear();
     published_.clear();
     const auto view = [this](const Life& life, std::uint64_t from, std::uint64_t to) {
-        views_.push_back({&life, from, to, false});
+        // What a writer was killed in may have been the last growth.
+        const std::uint32_t grown = life.doubtful != 0 ? 2 : 1;
+        views_.push_back({&life, from, to, false, life.slots * grown + 16 * (grown - 1), life.buckets * grown});
     };
     for (const Life& life : now_.visible) {
         view(life, taken_, taken_);
@@ -114,7 +120,8 @@ const std::vector<View>& History::endRun() {
             made.pending.elements.resize(keys_);
             made.pending.begin = number;
         } else if (event.kind == Event::Publish) {
-            made.pending.publish = made.pending.last = number;
+            made.pending.apply(number, event);
+            made.pending.publish = number;
             made.pending.process = event.key;
             published_.push_back(std::move(made.pending));
             made.making = false;
@@ -122,6 +129,12 @@ const std::vector<View>& History::endRun() {
             writing = true;
         } else if (writing) {
             views_.back().to = number;
+            if (event.kind == Event::Insert) {
+                // A killed writer's last one does not say.
+                View& last = views_.back();
+                last.mostSlots = event.slots != 0 ? event.slots : 2 * last.mostSlots + 16;
+                last.mostBuckets = event.buckets != 0 ? event.buckets : 2 * last.mostBuckets;
+            }
         } else {
             made.pending.apply(number, event);
         }

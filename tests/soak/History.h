@@ -23,6 +23,8 @@ struct Life {
     std::uint64_t publish = 0; ///< its event, 0 until then
     std::uint64_t last = 0;    ///< the last step that is part of this
     std::uint32_t process = 0;
+    std::uint32_t slots = 0;
+    std::uint32_t buckets = 0;
     std::uint64_t doubtful =
         0; ///< the step in which its writer was killed: nobody knows whether it can be seen; 0: none
 
@@ -40,6 +42,8 @@ struct View {
     std::uint64_t from = 0; ///< every step up to this one must have been seen
     std::uint64_t to = 0;   ///< no later step can have been seen
     bool alone = false;     ///< no other incarnation can have been met
+    std::uint32_t mostSlots = 0;
+    std::uint32_t mostBuckets = 0;
 
     /// The last notification that a reader must have seen, and the last that it can have seen.
     [[nodiscard]] std::uint64_t leastNotification() const { return life->notificationOf(life->last); }

@@ -52,7 +52,7 @@ Event& Incarnation::begin(Event::Kind kind, std::uint32_t key, std::uint64_t ver
         }
     }
     Event& event = journal_->at(++number_);
-    event = {version, key, place.slot, place.bucket, kind};
+    event = {version, key, place.slot, place.bucket, kind, 0, 0};
     counts_->begun.store(number_, std::memory_order_release);
     return event;
 }
@@ -69,10 +69,6 @@ void Incarnation::noteSizes() {
     }
     slots_ = stats.slots;
     buckets_ = stats.buckets;
-    if (published_) {
-        counts_->slots.store(slots_, kRelaxed);
-        counts_->buckets.store(buckets_, kRelaxed);
-    }
 }
 
 void Incarnation::noteCounts() {
@@ -102,6 +98,8 @@ void Incarnation::store(std::uint32_t key, std::uint64_t version, bool there) {
     free_.pop_back();
     places_[key] = {slot, Fixtures::fnv1a(std::string(keyOf(value))) % buckets_};
     event.bucket = places_[key].bucket;
+    event.slots = slots_;
+    event.buckets = buckets_;
     end();
 }
 
@@ -112,11 +110,10 @@ void Incarnation::load() {
         }
     }
     const std::uint64_t begun = next();
-    counts_->slots.store(slots_, kRelaxed);
-    counts_->buckets.store(buckets_, kRelaxed);
-    begin(Event::Publish, static_cast<std::uint32_t>(::getpid()), begun, {});
+    Event& event = begin(Event::Publish, static_cast<std::uint32_t>(::getpid()), begun, {});
+    event.slots = slots_;
+    event.buckets = buckets_;
     collection_->publish();
-    published_ = true;
     counts_->incarnations.fetch_add(1, kRelaxed);
     end();
 }

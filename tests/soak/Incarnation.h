@@ -45,7 +45,6 @@ private:
     std::vector<std::uint32_t> free_; ///< the next one at the end
     std::uint32_t slots_ = 0;
     std::uint32_t buckets_ = 0;
-    bool published_ = false;
     Halyx::Writer::Stats noted_;
 };
 

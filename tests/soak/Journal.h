@@ -22,6 +22,8 @@ struct Event {
     std::uint32_t slot = 0;
     std::uint32_t bucket = 0; ///< kUnknown until the step is done
     Kind kind = Insert;
+    std::uint32_t slots = 0;   ///< of the incarnation behind this step; 0: as before, or not known
+    std::uint32_t buckets = 0; ///< likewise
 };
 
 /// What was true when, in memory that the writers and the checker have in common: every step of the writers of a collection, in
@@ -38,9 +40,7 @@ public:
         alignas(64) std::atomic<std::uint64_t> taken; ///< steps that the checker needs no more
         std::atomic<std::uint32_t> stop;              ///< no more incarnations
         std::atomic<std::uint32_t> leave;             ///< the present writer is to end
-        alignas(64) std::atomic<std::uint32_t> slots; ///< of the published incarnation
-        std::atomic<std::uint32_t> buckets;
-        std::atomic<std::uint32_t> deaths; ///< writers that have been told to end, or killed
+        std::atomic<std::uint32_t> deaths;            ///< writers that have been told to end, or killed
         std::atomic<std::uint32_t> incarnations;
         std::atomic<std::uint32_t> failed;
         std::atomic<std::uint64_t> growths; ///< of slots, buckets and queues

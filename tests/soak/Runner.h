@@ -22,6 +22,7 @@ struct Settings {
     double seconds = 5;
     double round = 3; ///< seconds until a new collection is begun
     std::vector<Scenario> scenarios;
+    std::uint64_t mostFaultyRuns = 10; ///< after which it gives up
     std::uint32_t seed = 0;
 };
 
@@ -43,10 +44,11 @@ private:
     static const std::vector<Report>& reports();
     void round(const Plan& plan);
     void runOne(const Plan& plan, const Report& report, const std::string& chroot, History& history, bool stopped);
+    void disturb(const Fixtures::Process& process);
     [[nodiscard]] const Report& choose(const Plan& plan);
     [[nodiscard]] std::string expression(const Plan& plan, const std::string& chroot);
     Faults check(const Plan& plan, const Report& report, const Fixtures::Outcome& outcome, const std::string& chroot,
-                 History& history, const Sizes& before, bool stopped);
+                 History& history, const Fates& before, bool stopped);
     void note(const Plan& plan, const Report& report, const Fixtures::Outcome& outcome, const Faults& faults);
     [[nodiscard]] double elapsed() const;
 

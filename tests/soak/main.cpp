@@ -19,6 +19,7 @@ constexpr const char* kUsage =
     "  --round N        seconds until a new collection is begun; default 3\n"
     "  --seed N         of the random numbers; default: another one each time\n"
     "  --keep DIR       where to put what a faulty run printed; default: nowhere\n"
+    "  --faults N       faulty runs after which it gives up; default 10\n"
     "  --tool PROGRAM   what to run in place of the tool of this build\n";
 
 bool addScenario(Soak::Settings& settings, const char* name) {
@@ -32,13 +33,11 @@ bool addScenario(Soak::Settings& settings, const char* name) {
 }
 
 bool parse(int argc, char** argv, Soak::Settings& settings) {
-    static const option options[] = {{"seconds", required_argument, nullptr, 't'},
-                                     {"scenario", required_argument, nullptr, 'n'},
-                                     {"round", required_argument, nullptr, 'r'},
-                                     {"seed", required_argument, nullptr, 's'},
-                                     {"keep", required_argument, nullptr, 'k'},
-                                     {"tool", required_argument, nullptr, 'p'},
-                                     {nullptr, 0, nullptr, 0}};
+    static const option options[] = {
+        {"seconds", required_argument, nullptr, 't'}, {"scenario", required_argument, nullptr, 'n'},
+        {"round", required_argument, nullptr, 'r'},   {"seed", required_argument, nullptr, 's'},
+        {"faults", required_argument, nullptr, 'f'},  {"keep", required_argument, nullptr, 'k'},
+        {"tool", required_argument, nullptr, 'p'},    {nullptr, 0, nullptr, 0}};
     addScenario(settings, "all");
     for (int letter = 0; (letter = ::getopt_long(argc, argv, "", options, nullptr)) != -1;) {
         switch (letter) {
@@ -55,6 +54,9 @@ bool parse(int argc, char** argv, Soak::Settings& settings) {
             break;
         case 's':
             settings.seed = static_cast<std::uint32_t>(std::strtoul(optarg, nullptr, 10));
+            break;
+        case 'f':
+            settings.mostFaultyRuns = std::strtoull(optarg, nullptr, 10);
             break;
         case 'k':
             settings.keep = optarg;
