@@ -146,16 +146,22 @@ void Runner::note(const Plan& plan, const Report& report, const Fixtures::Outcom
     std::fflush(stdout);
 }
 
-/// Makes the tool wait here and there, so that much is changed between one of its looks and the next.
-void Runner::disturb(const Fixtures::Process& process) {
-    constexpr unsigned longestRun = 2500; // microseconds
-    constexpr unsigned longestStop = 5000;
-    for (auto turns = 1 + random_() % 4; turns != 0; --turns) {
-        ::usleep(static_cast<useconds_t>(random_() % longestRun));
+/// Makes the tool wait here and there, so that much is changed between one of its looks and the next. Returns how long it waited.
+double Runner::disturb(const Fixtures::Process& process) {
+    constexpr double longestStop = 0.01;
+    const auto upTo = [this](double seconds) {
+        return static_cast<useconds_t>(static_cast<double>(random_() % 1000) * seconds * 1000);
+    };
+    double waited = 0;
+    for (auto turns = 1 + random_() % 6; turns != 0; --turns) {
+        ::usleep(upTo(usualRun_));
+        const double begin = now();
         process.signal(SIGSTOP);
-        ::usleep(static_cast<useconds_t>(random_() % longestStop));
+        ::usleep(upTo(longestStop));
         process.signal(SIGCONT);
+        waited += now() - begin;
     }
+    return waited;
 }
 
 void Runner::runOne(const Plan& plan, const Report& report, const std::string& chroot, History& history, bool stopped) {
@@ -173,10 +179,11 @@ void Runner::runOne(const Plan& plan, const Report& report, const std::string& c
     const Fates before = Fates::now(journal_);
     const double start = now();
     process.start();
-    if (random_() % 2 == 0) {
-        disturb(process);
-    }
+    const double waited = random_() % 2 == 0 ? disturb(process) : 0;
     const Fixtures::Outcome outcome = process.wait();
+    if (waited == 0) {
+        usualRun_ += (std::min(now() - start, 0.2) - usualRun_) / 16;
+    }
     totals_.longestRun = std::max(totals_.longestRun, now() - start);
     ++totals_.runs[report.name];
     note(plan, report, outcome, check(plan, report, outcome, chroot, history, before, stopped));

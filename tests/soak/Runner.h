@@ -44,7 +44,7 @@ private:
     static const std::vector<Report>& reports();
     void round(const Plan& plan);
     void runOne(const Plan& plan, const Report& report, const std::string& chroot, History& history, bool stopped);
-    void disturb(const Fixtures::Process& process);
+    double disturb(const Fixtures::Process& process);
     [[nodiscard]] const Report& choose(const Plan& plan);
     [[nodiscard]] std::string expression(const Plan& plan, const std::string& chroot);
     Faults check(const Plan& plan, const Report& report, const Fixtures::Outcome& outcome, const std::string& chroot,
@@ -59,6 +59,7 @@ private:
     WalkText text_;
     double begin_;
     double lastLine_ = 0;
+    double usualRun_ = 0.003; ///< seconds that a run takes
     bool failed_ = false;
 };
 
