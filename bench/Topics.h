@@ -25,5 +25,6 @@ void queues(Context& context);
 void clients(Context& context);
 void lookUp(Context& context);
 void startUp(Context& context);
+void beside(Context& context);
 
 } // namespace Bench

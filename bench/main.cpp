@@ -21,7 +21,7 @@ struct Topic {
 
 constexpr Topic kTopics[] = {
     {"walk", walk},       {"values", values}, {"growth", growth}, {"queues", queues},
-    {"clients", clients}, {"lookup", lookUp}, {"start", startUp},
+    {"clients", clients}, {"lookup", lookUp}, {"start", startUp}, {"beside", beside},
 };
 
 /// False, and said on standard error, in a build whose figures would mean nothing.

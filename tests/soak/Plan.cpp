@@ -33,7 +33,7 @@ Plan randomPlan(Scenario scenario, std::mt19937& random) {
     plan.seed = static_cast<std::uint32_t>(random());
     plan.dynamic = scenario == Scenario::Dynamic || (scenario != Scenario::Static && random() % 2 == 0);
     plan.conquer = scenario == Scenario::Queues || (scenario == Scenario::Restarts && random() % 2 == 0);
-    plan.keys = pick({8, 300, 3000, plan.dynamic ? 6000U : 20000U});
+    plan.keys = pick({8, 300, 3000, plan.dynamic ? 6000U : 10000U});
     plan.grow = pick({0, 10, 100});
     plan.growFrom = pick({1, 16, 256});
     plan.growBuckets = random() % 4 != 0 || plan.keys > 300;

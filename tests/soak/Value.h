@@ -10,8 +10,8 @@
 namespace Soak {
 
 inline constexpr std::uint32_t kHeadBytes = 16;
-inline constexpr std::uint32_t kStaticBytes = 200;
-inline constexpr std::uint32_t kMostBytes = 520; ///< of a dynamic value
+inline constexpr std::uint32_t kStaticBytes = 1000;
+inline constexpr std::uint32_t kMostBytes = 1000; ///< of any value
 
 enum class Style { Plain, Json, Pretty };
 
