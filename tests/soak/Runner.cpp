@@ -17,7 +17,8 @@ namespace Soak {
 
 namespace {
 
-constexpr double kHangSeconds = 10;
+// Sanitizers make the tool many times slower.
+constexpr double kHangSeconds = sizeof(HALYX_SANITIZE) > 1 ? 60 : 10;
 constexpr double kLineSeconds = 10;
 // How the report on all clients ends when a program of somebody else's, anywhere on this machine, has mapped a file of a
 // collection's name whose path is shorter than our collections' root.
