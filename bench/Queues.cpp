@@ -42,7 +42,7 @@ Halyx::Writer::Options queueOptions(std::uint32_t records) {
     options.conquer = true;
     options.notifications = records;
     options.maxNotifications = records;
-    options.complete();
+    Halyx::Writer::complete(options);
     return options;
 }
 

@@ -42,3 +42,12 @@ if(HALYX_WERROR)
     target_compile_options(halyx_build INTERFACE -Werror)
 endif()
 set(HALYX_SOURCE_DIR ${PROJECT_SOURCE_DIR})
+
+# A shared library shows what its map says and needs nothing that it does not name.
+function(halyx_exports target map)
+    target_link_options(${target} PRIVATE -Wl,--version-script=${map} -Wl,--exclude-libs,ALL)
+    if(NOT HALYX_SANITIZE)
+        target_link_options(${target} PRIVATE -Wl,-z,defs)
+    endif()
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
+endfunction()

@@ -38,7 +38,7 @@ SharedMem::FenixId newFenix(const CollectionDirectory& directory, std::uint16_t 
 }
 
 Options completed(Options options) {
-    options.complete();
+    complete(options);
     return options;
 }
 
@@ -197,25 +197,43 @@ void Collection::checkSize(std::string_view value) const {
 }
 
 PutResult Collection::put(std::string_view key, std::string_view value) {
+    return *store(key, value, std::nullopt);
+}
+
+bool Collection::insert(std::string_view key, std::string_view value) {
+    return store(key, value, PutResult::Inserted).has_value();
+}
+
+bool Collection::update(std::string_view key, std::string_view value) {
+    return store(key, value, PutResult::Replaced).has_value();
+}
+
+/// Nothing, and nothing has changed, when another result is wanted than the one that this would have.
+std::optional<PutResult> Collection::store(std::string_view key, std::string_view value,
+                                           std::optional<PutResult> wanted) {
     Files& files = this->files();
     checkSize(value);
     if (files.slabs) {
         files.slabs->nextOperation();
     }
     const std::optional<Found> found = locate(key);
+    const PutResult result = found ? PutResult::Replaced : PutResult::Inserted;
+    if (wanted.value_or(result) != result) {
+        return std::nullopt;
+    }
     // All that can fail comes before the first store.
     if (files.slabs) {
         files.slabs->reserve(value.size());
     }
     if (found) {
-        replace(found->slot, value);
-        return PutResult::Replaced;
+        replaceSlot(found->slot, value);
+    } else {
+        insertSlot(key, value);
     }
-    insert(key, value);
-    return PutResult::Inserted;
+    return result;
 }
 
-void Collection::replace(std::uint32_t slot, std::string_view value) {
+void Collection::replaceSlot(std::uint32_t slot, std::string_view value) {
     if (files_->slabs) {
         const Plask::Layout::SlabOffset old = offsetIn(files_->slots.stored(slot));
         char buffer[4];
@@ -230,7 +248,7 @@ void Collection::replace(std::uint32_t slot, std::string_view value) {
     ++counts_.replaced;
 }
 
-void Collection::insert(std::string_view key, std::string_view value) {
+void Collection::insertSlot(std::string_view key, std::string_view value) {
     Files& files = *files_;
     files.slots.reserve();
     files.buckets.growFor(files.slots.occupied() + 1);

@@ -2,6 +2,8 @@
 
 #include "writer/Options.h"
 
+#include <halyx/Writer.h>
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,22 +15,8 @@ namespace Halyx::Writer {
 
 class CollectionDirectory;
 
-/// What a collection's writer has done so far, and what the collection has now.
-struct Stats {
-    std::uint64_t inserted = 0;
-    std::uint64_t replaced = 0;
-    std::uint64_t erased = 0;
-    std::uint32_t elements = 0;
-    std::uint32_t slots = 0;
-    std::uint32_t buckets = 0;
-    std::uint32_t slotGrowths = 0;
-    std::uint32_t bucketGrowths = 0;
-    std::uint32_t slabGrowths = 0;
-    std::uint32_t queueGrowths = 0;
-    std::uint32_t queueSwitches = 0;
-};
-
-enum class PutResult { Inserted, Replaced };
+using halyx::PutResult;
+using halyx::Stats;
 
 /// A collection in the hands of its one writer. Owns its files' mappings and the lock that keeps other writers off. One thread
 /// uses it at a time; readers are in no one's way.
@@ -64,6 +52,9 @@ public:
     /// Inserts an element, or replaces the value of the one with that key. A static collection's values all have valueSize
     /// bytes, a dynamic one's at most that. With `keyOf`, `key` must be what it finds in `value`.
     PutResult put(std::string_view key, std::string_view value);
+    /// For a new element only, or for a known one only: false, and nothing has changed, when it is not that.
+    bool insert(std::string_view key, std::string_view value);
+    bool update(std::string_view key, std::string_view value);
     /// Whether there was one.
     bool erase(std::string_view key);
 
@@ -90,8 +81,9 @@ private:
     [[nodiscard]] std::optional<Found> locate(std::string_view key) const;
     [[nodiscard]] std::string_view valueOf(std::uint32_t slot) const;
     void checkSize(std::string_view value) const;
-    void replace(std::uint32_t slot, std::string_view value);
-    void insert(std::string_view key, std::string_view value);
+    std::optional<PutResult> store(std::string_view key, std::string_view value, std::optional<PutResult> wanted);
+    void replaceSlot(std::uint32_t slot, std::string_view value);
+    void insertSlot(std::string_view key, std::string_view value);
 
     Options options_;
     std::unique_ptr<CollectionDirectory> directory_;

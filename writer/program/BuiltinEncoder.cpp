@@ -1,7 +1,7 @@
+#include "writer/ValueTypes.h"
 #include "writer/program/Encoder.h"
 #include "writer/program/FieldValue.h"
 #include "writer/program/Input.h"
-#include "writer/program/ValueTypes.h"
 
 namespace Halyx::Writer {
 

@@ -1,4 +1,4 @@
-#include "writer/program/ValueTypes.h"
+#include "writer/ValueTypes.h"
 
 #include <charconv>
 #include <string>
