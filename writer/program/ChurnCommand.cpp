@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <memory>
 #include <random>
 
 namespace Halyx::Writer {
@@ -27,11 +26,11 @@ struct ChurnPlan {
 /// (or store one more of the others when there are none).
 class Churn {
 public:
-    Churn(Collection& collection, const ChurnPlan& plan) : collection_(&collection), plan_(plan), random_(plan.seed) {}
+    Churn(halyx::Writer& writer, const ChurnPlan& plan) : writer_(&writer), plan_(plan), random_(plan.seed) {}
 
     /// Goes on counting behind the values that a restarted collection has.
     void resume() {
-        collection_->forEach([this](std::string_view bytes) {
+        writer_->forEach([this](std::string_view bytes) {
             ChurnHead head{};
             if (readChurnValue(bytes, plan_.dynamic, head)) {
                 sequence_ = std::max(sequence_, head.sequence);
@@ -61,7 +60,7 @@ public:
             const std::uint64_t key = volatileKey();
             char bytes[sizeof key];
             std::memcpy(bytes, &key, sizeof key);
-            collection_->erase({bytes, sizeof bytes});
+            writer_->erase({bytes, sizeof bytes});
         } else {
             tryToStore(volatileKey());
         }
@@ -104,7 +103,7 @@ private:
     void tryToStore(std::uint64_t key) {
         try {
             store(key);
-        } catch (const Norvu::MemoryResourceException&) {
+        } catch (const halyx::FullError&) {
             ++refused_;
         }
     }
@@ -116,10 +115,10 @@ private:
                 ? kChurnHeadSize + static_cast<std::uint32_t>(random_() % (kChurnMostBytes - kChurnHeadSize + 1))
                 : kChurnHeadSize;
         const std::string_view value = makeChurnValue(buffer, key, ++sequence_, length, plan_.dynamic);
-        collection_->put(churnKeyOf(value), value);
+        writer_->put(churnKeyOf(value), value);
     }
 
-    Collection* collection_;
+    halyx::Writer* writer_;
     ChurnPlan plan_;
     std::mt19937_64 random_;
     std::uint64_t sequence_ = 0;
@@ -166,7 +165,7 @@ public:
             throw UsageError("there must be keys: --keys or --stable");
         }
 
-        Options options;
+        halyx::Options options;
         options.valueType = plan.dynamic ? kDynamicChurnType : kChurnType;
         options.classType = "Churn";
         options.valueSize = plan.dynamic ? kChurnMostBytes : kChurnHeadSize;
@@ -182,26 +181,22 @@ public:
         options.keyOf = churnKeyOf;
 
         const std::string& name = arguments.operands()[0];
-        if (arguments.has("--restart") && Collection::valueTypeOf(name) == kDynamicChurnType) {
+        const bool restart = arguments.has("--restart");
+        if (restart && halyx::Writer::valueTypeOf(name) == kDynamicChurnType) {
             options.valueType = kDynamicChurnType; // it goes on as it was, whatever is asked for
         }
-        std::unique_ptr<Collection> collection;
-        if (arguments.has("--restart")) {
-            collection = Collection::restart(name, options);
-            plan.dynamic = collection->options().dynamic;
-        } else {
-            collection = std::make_unique<Collection>(name, options);
-        }
-        Churn churn(*collection, plan);
+        halyx::Writer writer = restart ? halyx::Writer::open(name, options) : halyx::Writer::create(name, options);
+        plan.dynamic = writer.options().dynamic;
+        Churn churn(writer, plan);
         churn.resume();
         churn.insertStable(stop);
-        if (!arguments.has("--restart")) {
-            collection->publish();
+        if (!restart) {
+            writer.publish();
         }
         printReady(name);
         const std::uint64_t operations = churn.run(stop);
-        const Stats stats = collection->stats();
-        collection->close();
+        const halyx::Stats stats = writer.stats();
+        writer.close();
         print(summaryOf(plan, operations, churn.refused(), stats));
         return 0;
     }
@@ -211,7 +206,7 @@ private:
     static constexpr std::uint32_t kMostNotifications = 65536;
 
     static std::string summaryOf(const ChurnPlan& plan, std::uint64_t operations, std::uint64_t refused,
-                                 const Stats& stats) {
+                                 const halyx::Stats& stats) {
         const auto text = [](std::uint64_t number) { return std::to_string(number); };
         return "seed " + text(plan.seed) + ", operations " + text(operations) + ": inserted " + text(stats.inserted) +
                ", replaced " + text(stats.replaced) + ", erased " + text(stats.erased) + ", refused " + text(refused) +

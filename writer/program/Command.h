@@ -1,7 +1,8 @@
 #pragma once
 
-#include "writer/Collection.h"
 #include "writer/program/Arguments.h"
+
+#include <halyx/Writer.h>
 
 #include <string>
 #include <vector>
@@ -25,7 +26,7 @@ public:
     [[nodiscard]] virtual const char*
     description() const = 0; ///< what the help text says below the options; whole lines
     [[nodiscard]] virtual std::vector<OptionDescription> options() const = 0;
-    /// The exit status. Throws UsageError, Norvu::Exception.
+    /// The exit status. Throws UsageError, Norvu::Exception, halyx::Error.
     [[nodiscard]] virtual int run(const Arguments& arguments, const Stop& stop) const = 0;
 };
 

@@ -28,7 +28,7 @@ public:
         };
     }
     int run(const Arguments& arguments, const Stop&) const override {
-        Options options;
+        halyx::Options options;
         options.valueType = arguments.text("--type");
         if (options.valueType.empty()) {
             throw UsageError("option '--type' is required");
@@ -42,9 +42,9 @@ public:
         options.maxSlots = arguments.number32("--max-slots", options.maxSlots, 1);
         options.conquer = arguments.has("--conquer");
         options.notifications = arguments.number32("--notifications", options.notifications, 1);
-        Collection collection(arguments.operands()[0], options);
-        collection.publish();
-        collection.close();
+        halyx::Writer writer = halyx::Writer::create(arguments.operands()[0], options);
+        writer.publish();
+        writer.close();
         printReady(arguments.operands()[0]);
         return 0;
     }

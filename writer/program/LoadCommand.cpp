@@ -55,7 +55,7 @@ public:
             throw UsageError("option '--seconds' goes with '--stay'");
         }
 
-        Options options;
+        halyx::Options options;
         options.valueType = arguments.text("--type");
         if (options.valueType.empty()) {
             throw UsageError("option '--type' is required");
@@ -73,14 +73,14 @@ public:
         const bool json = isJson(arguments.text("--format"), file);
 
         Input input(file == "-" ? std::string() : file, stop);
-        Collection collection(name, options);
-        load(input, *(json ? makeJsonLinesReader(input) : makeCsvReader(input)), key, *encoder, collection);
-        collection.publish();
+        halyx::Writer writer = halyx::Writer::create(name, options);
+        load(input, *(json ? makeJsonLinesReader(input) : makeCsvReader(input)), key, *encoder, writer);
+        writer.publish();
         printReady(name);
         if (arguments.has("--stay")) {
             stop.wait(seconds);
         }
-        collection.close();
+        writer.close();
         return 0;
     }
 
@@ -98,7 +98,7 @@ private:
     }
 
     static void load(Input& input, RecordReader& reader, const std::string& key, Encoder& encoder,
-                     Collection& collection) {
+                     halyx::Writer& writer) {
         Record record;
         std::string bytes;
         try {
@@ -110,8 +110,8 @@ private:
                 if (record.fields[column].kind == Record::Kind::Null) {
                     throw BadLine("the key is null");
                 }
-                encoder.encode(record, collection.options().dynamic, bytes);
-                collection.put(record.fields[column].text, bytes);
+                encoder.encode(record, writer.options().dynamic, bytes);
+                writer.put(record.fields[column].text, bytes);
             }
         } catch (const BadLine& bad) {
             throw Norvu::RuntimeException(input.name() + ":" + std::to_string(reader.line()) + ": " + bad.what());

@@ -17,19 +17,19 @@ std::string_view processKeyOf(std::string_view value) {
 }
 
 /// Makes the collection's elements those of the table.
-void mirror(const ProcTable& table, Collection& collection) {
+void mirror(const ProcTable& table, halyx::Writer& writer) {
     std::set<std::string, std::less<>> gone;
-    collection.forEach([&](std::string_view value) { gone.emplace(processKeyOf(value)); });
+    writer.forEach([&](std::string_view value) { gone.emplace(processKeyOf(value)); });
     for (const std::string& value : table.read()) {
         const std::string_view key = processKeyOf(value);
         gone.erase(std::string(key));
-        const std::optional<std::string_view> known = collection.find(key);
+        const std::optional<std::string_view> known = writer.find(key);
         if (!known || *known != value) {
-            collection.put(key, value);
+            writer.put(key, value);
         }
     }
     for (const std::string& key : gone) {
-        collection.erase(key);
+        writer.erase(key);
     }
 }
 
@@ -56,7 +56,7 @@ public:
         const double seconds = arguments.seconds("--seconds", -1);
         const ProcTable table(arguments.text("--root", "/proc"));
 
-        Options options;
+        halyx::Options options;
         options.valueType = kProcessType;
         options.classType = "Process";
         options.valueSize = sizeof(ProcessRecord);
@@ -67,9 +67,9 @@ public:
         // Commands differ in length more than values of other kinds do.
         options.slabPayloads = {48, 80, 112, sizeof(ProcessRecord)};
         options.keyOf = processKeyOf;
-        Collection collection(arguments.operands()[0], options);
-        mirror(table, collection);
-        collection.publish();
+        halyx::Writer writer = halyx::Writer::create(arguments.operands()[0], options);
+        mirror(table, writer);
+        writer.publish();
         printReady(arguments.operands()[0]);
 
         using Clock = std::chrono::steady_clock;
@@ -86,9 +86,9 @@ public:
             if (stop.wait(pause)) {
                 break;
             }
-            mirror(table, collection);
+            mirror(table, writer);
         }
-        collection.close();
+        writer.close();
         return 0;
     }
 };
