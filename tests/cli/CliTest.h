@@ -3,6 +3,7 @@
 #include "fixtures/CollectionBuilder.h"
 #include "fixtures/Expect.h"
 #include "fixtures/Process.h"
+#include "fixtures/Programs.h"
 #include "fixtures/ScratchRoot.h"
 #include "fixtures/Trace.h"
 
@@ -26,7 +27,7 @@ protected:
     Fixtures::Outcome halyxUnprivileged(const Arguments& arguments) { return prepare(arguments)->unprivileged().run(); }
 
     std::unique_ptr<Fixtures::Process> prepare(const Arguments& arguments) {
-        auto process = std::make_unique<Fixtures::Process>(HALYX_BINARY, arguments);
+        auto process = std::make_unique<Fixtures::Process>(Fixtures::Programs::halyx(), arguments);
         process->environment("Q7_CHROOT", root_.path()).keepAtMost(std::size_t{16} << 20);
         for (const auto& [name, value] : environment_) {
             process->environment(name, value);

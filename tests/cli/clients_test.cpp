@@ -41,7 +41,7 @@ protected:
     }
 
     std::unique_ptr<Process> attach(const std::string& kind, const std::string& collection,
-                                    const std::string& program = HALYX_WRITER_BINARY) {
+                                    const std::string& program = Programs::writer()) {
         return start(program, {"attach", collection, "--as", kind}, collection);
     }
 
@@ -49,7 +49,7 @@ protected:
     std::unique_ptr<Process> writer(const std::string& collection, const Arguments& more = {"--conquer"}) {
         Arguments arguments{"churn", collection, "--rate", "100", "--stable", "20", "--max-slots", "5000"};
         arguments.insert(arguments.end(), more.begin(), more.end());
-        auto process = start(HALYX_WRITER_BINARY, arguments, collection);
+        auto process = start(Programs::writer(), arguments, collection);
         if (process != nullptr) {
             halt(*process);
         }
@@ -410,7 +410,7 @@ TEST_F(Clients, HostileNamesOfExecutablesAreMadeSafe) {
         GTEST_SKIP() << "no program can be run from " << root_.path();
     }
     const std::string program = root_.file("e\x1b[2Jvil\n\"");
-    std::filesystem::copy_file(HALYX_WRITER_BINARY, program);
+    std::filesystem::copy_file(Programs::writer(), program);
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
     const auto reader = attach("reader", "prices", program);
     ASSERT_TRUE(reader);
@@ -471,7 +471,7 @@ TEST_F(Clients, CommandsAreWhatTheProcessSaysItIs) {
     const auto run = [&](const std::string& argument) {
         return start(
             "/bin/bash",
-            {"-c", "exec -a \"$0\" \"$@\"", argument, HALYX_WRITER_BINARY, "attach", "prices", "--as", "reader"},
+            {"-c", "exec -a \"$0\" \"$@\"", argument, Programs::writer(), "attach", "prices", "--as", "reader"},
             "prices");
     };
     for (const auto& [argument, command] :
@@ -533,7 +533,7 @@ protected:
     /// Without a chroot, unless given.
     Outcome run(const Arguments& arguments, const char* chroot = nullptr) {
         return patiently([&] {
-            Process process(HALYX_BINARY, arguments);
+            Process process(Programs::halyx(), arguments);
             if (chroot != nullptr) {
                 process.environment("Q7_CHROOT", chroot);
             }
@@ -584,7 +584,7 @@ TEST_F(UnprivilegedClients, SeeOnlyTheirOwnProcesses) {
         std::filesystem::permissions(prices.file(file), static_cast<std::filesystem::perms>(0644));
     }
     const auto roots = attach("reader", "prices");
-    Process own(HALYX_WRITER_BINARY, {"attach", "prices", "--as", "shadow"});
+    Process own(Programs::writer(), {"attach", "prices", "--as", "shadow"});
     own.environment("Q7_CHROOT", root_.path()).unprivileged();
     own.start();
     std::string line;
@@ -602,7 +602,7 @@ TEST_F(UnprivilegedClients, RootIsNotTold) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "not root";
     }
-    const Outcome outcome = patiently([&] { return Process(HALYX_BINARY, {"-c", "2147483647"}).run(); });
+    const Outcome outcome = patiently([&] { return Process(Programs::halyx(), {"-c", "2147483647"}).run(); });
     expectClean(outcome);
     expectNoPart(outcome.out, kRootLine);
 }

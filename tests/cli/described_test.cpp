@@ -50,7 +50,7 @@ protected:
     }
 
     Outcome writer(const Arguments& arguments, const std::string& input) {
-        return Process(HALYX_WRITER_BINARY, arguments)
+        return Process(Programs::writer(), arguments)
             .environment("Q7_CHROOT", root_.path())
             .environment("HALYX_TYPE_PATH", root_.path())
             .input(input)

@@ -1,4 +1,4 @@
-// What the shared library shows to the outside and asks from it, and what the launcher adds.
+// What the shared libraries show to the outside and ask from it, and what the launcher adds.
 
 #include "cli/CliTest.h"
 
@@ -28,40 +28,77 @@ protected:
         EXPECT_EQ(outcome.status, 0) << outcome.describe();
         return outcome.out;
     }
-};
 
-TEST_F(Library, ExportsWhatTheCommittedListSays) {
-    std::vector<std::string> exported;
-    for (const std::string& line : lines(tool("nm", {"-D", "-C", "--defined-only", HALYX_LIBRARY}))) {
-        // "address type name", the name with its version behind "@@" where there is one
-        const std::string name = line.substr(line.find(' ') + 3);
-        if (line.find(" A ") == std::string::npos) {
-            exported.push_back(name.substr(0, name.find("@@")));
+    /// Each exported name, once; constructors and destructors have several symbols.
+    static std::vector<std::string> exportedBy(const std::string& library) {
+        std::vector<std::string> names;
+        for (const std::string& line : lines(tool("nm", {"-D", "-C", "--defined-only", library}))) {
+            // "address type name", the name with its version behind "@@" where there is one
+            const std::string name = line.substr(line.find(' ') + 3);
+            if (line.find(" A ") == std::string::npos) {
+                names.push_back(name.substr(0, name.find("@@")));
+            }
         }
+        return sorted(std::move(names));
     }
-    std::sort(exported.begin(), exported.end());
-    auto wanted = lines(readFile(std::string(HALYX_SOURCE_DIR) + "/scanner/exported-symbols.txt"));
-    std::sort(wanted.begin(), wanted.end());
-    EXPECT_EQ(exported, wanted);
-    EXPECT_EQ(wanted, std::vector<std::string>{"Halyx::main(int, char**)"});
-}
+    static std::vector<std::string> committed(const std::string& list) {
+        return sorted(lines(readFile(std::string(HALYX_SOURCE_DIR) + "/" + list)));
+    }
 
-TEST_F(Library, NeedsTheStandardLibrariesOnly) {
-    if (std::string(HALYX_SANITIZE) != "") {
-        GTEST_SKIP() << "sanitizers bring libraries of their own";
+    /// What a library's dynamic section says behind a key.
+    static std::vector<std::string> dynamic(const std::string& library, const std::string& key) {
+        std::vector<std::string> values;
+        for (const std::string& line : lines(tool("objdump", {"-p", library}))) {
+            std::istringstream words(line);
+            std::string word;
+            std::string value;
+            words >> word >> value;
+            if (word == key) {
+                values.push_back(value);
+            }
+        }
+        return values;
     }
-    for (const std::string& line : lines(tool("objdump", {"-p", HALYX_LIBRARY}))) {
-        std::istringstream words(line);
-        std::string key;
-        std::string value;
-        words >> key >> value;
-        if (key == "NEEDED") {
+
+    static void expectStandardLibrariesOnly(const std::string& library) {
+        for (const std::string& value : dynamic(library, "NEEDED")) {
             const std::string name = value.substr(0, value.find(".so"));
             EXPECT_TRUE(name == "libstdc++" || name == "libgcc_s" || name == "libc" || name == "libm" ||
                         name.substr(0, 8) == "ld-linux")
                 << value;
         }
     }
+
+private:
+    static std::vector<std::string> sorted(std::vector<std::string> names) {
+        std::sort(names.begin(), names.end());
+        names.erase(std::unique(names.begin(), names.end()), names.end());
+        return names;
+    }
+};
+
+TEST_F(Library, ExportsWhatTheCommittedListSays) {
+    const auto wanted = committed("scanner/exported-symbols.txt");
+    EXPECT_EQ(exportedBy(Programs::scannerLibrary()), wanted);
+    EXPECT_EQ(wanted, std::vector<std::string>{"Halyx::main(int, char**)"});
+}
+
+TEST_F(Library, OfWritersExportsWhatTheCommittedListSaysUnderTheVersionOfThatInterface) {
+    EXPECT_EQ(exportedBy(Programs::writerLibrary()), committed("writer/exported-symbols.txt"));
+    EXPECT_EQ(dynamic(Programs::writerLibrary(), "SONAME"), std::vector<std::string>{"libhalyxwriter.so.1"});
+    for (const std::string& line : lines(tool("nm", {"-D", "--defined-only", Programs::writerLibrary()}))) {
+        if (line.find(" A ") == std::string::npos) {
+            EXPECT_NE(line.find("@@HALYXWRITER_1.0"), std::string::npos) << line;
+        }
+    }
+}
+
+TEST_F(Library, NeedsTheStandardLibrariesOnly) {
+    if (std::string(HALYX_SANITIZE) != "") {
+        GTEST_SKIP() << "sanitizers bring libraries of their own";
+    }
+    expectStandardLibrariesOnly(Programs::scannerLibrary());
+    expectStandardLibrariesOnly(Programs::writerLibrary());
 }
 
 TEST_F(Library, LetsTheLauncherCatchWhatItThrows) {

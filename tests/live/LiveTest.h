@@ -5,6 +5,7 @@
 #include "fixtures/Expect.h"
 #include "fixtures/Process.h"
 #include "fixtures/QueueOutput.h"
+#include "fixtures/Programs.h"
 #include "fixtures/ScratchRoot.h"
 #include "fixtures/WalkOutput.h"
 #include "writer/ChurnValue.h"
@@ -73,7 +74,7 @@ protected:
             arguments.push_back("--dynamic");
         }
         arguments.insert(arguments.end(), more.begin(), more.end());
-        auto writer = std::make_unique<Fixtures::Process>(HALYX_WRITER_BINARY, arguments);
+        auto writer = std::make_unique<Fixtures::Process>(Fixtures::Programs::writer(), arguments);
         writer->environment("Q7_CHROOT", root_.path());
         writer->start();
         std::string line;
@@ -92,7 +93,7 @@ protected:
     }
 
     Fixtures::Process& prepare(const Arguments& arguments) {
-        process_ = std::make_unique<Fixtures::Process>(HALYX_BINARY, arguments);
+        process_ = std::make_unique<Fixtures::Process>(Fixtures::Programs::halyx(), arguments);
         process_->environment("Q7_CHROOT", root_.path()).limitSeconds(120).keepAtMost(std::size_t{1} << 30);
         return *process_;
     }

@@ -88,8 +88,8 @@ TEST_F(ChurnLive, NewIncarnationsInPlaceOfTheOld) {
             expectClean(first->wait());
         }
         for (const Timer timer(seconds() / 2); !timer.over() && !HasFailure();) {
-            Process writer(HALYX_WRITER_BINARY, {"churn", churn.collection, "--restart", "--rate", "0", "--keys", "500",
-                                                 "--stable", "200", "--grow-from", "64", "--seconds", "0.01"});
+            Process writer(Programs::writer(), {"churn", churn.collection, "--restart", "--rate", "0", "--keys", "500",
+                                                "--stable", "200", "--grow-from", "64", "--seconds", "0.01"});
             writer.environment("Q7_CHROOT", root_.path()).limitSeconds(60);
             writer.start();
             while (writer.running() && walk(churn)) {

@@ -311,7 +311,7 @@ TEST_F(QueueIncarnations, AreReportedOneAtATime) {
             expectClean(first->wait());
         }
         for (const Timer timer(seconds() / 2); !timer.over() && !HasFailure();) {
-            Process writer(HALYX_WRITER_BINARY,
+            Process writer(Programs::writer(),
                            {"churn", churn.collection, "--conquer", "--restart", "--rate", "0", "--keys", "500",
                             "--stable", "200", "--grow-from", "64", "--seconds", "0.01"});
             writer.environment("Q7_CHROOT", root_.path()).limitSeconds(60);
@@ -349,8 +349,8 @@ TEST_F(QueueIncarnations, ThatComeWhileAReportHasToWait) {
         ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(reader.pid()), &information, WSTOPPED | WEXITED | WNOWAIT), 0);
         if (information.si_code == CLD_STOPPED) {
             ++waited;
-            const Outcome writer = Process(HALYX_WRITER_BINARY, {"churn", "live", "--restart", "--keys", "50",
-                                                                 "--stable", "20", "--rate", "0", "--seconds", "0"})
+            const Outcome writer = Process(Programs::writer(), {"churn", "live", "--restart", "--keys", "50",
+                                                                "--stable", "20", "--rate", "0", "--seconds", "0"})
                                        .environment("Q7_CHROOT", root_.path())
                                        .run();
             reader.signal(SIGCONT);

@@ -90,9 +90,10 @@ TEST_F(TruncateLive, FilesRemovedAreStillThere) {
 
 TEST_F(TruncateLive, AWalkWhoseReaderIsGoneEnds) {
     const Collection c = numbers().build(root_, "c");
-    const Outcome outcome = Process("/bin/sh", {"-c", std::string("'") + HALYX_BINARY + "' c | head -n 1 >/dev/null"})
-                                .environment("Q7_CHROOT", root_.path())
-                                .run();
+    const Outcome outcome =
+        Process("/bin/sh", {"-c", std::string("'") + Programs::halyx() + "' c | head -n 1 >/dev/null"})
+            .environment("Q7_CHROOT", root_.path())
+            .run();
     expectClean(outcome);
     EXPECT_EQ(outcome.status, 0);
 }
