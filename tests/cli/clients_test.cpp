@@ -436,7 +436,7 @@ TEST_F(Clients, HostileNamesOfMappedFilesAreMadeSafe) {
     const std::string name = "a\x1b[2J\"\xff";
     CollectionBuilder(1, 1).conquer(1, 1).build(root_, name);
     const std::string safe = "a\\x1b[2J\"\\xff";
-    const auto reader = start(HALYX_WRITER_BINARY, {"attach", name, "--as", "reader"}, safe);
+    const auto reader = start(Programs::writer(), {"attach", name, "--as", "reader"}, safe);
     ASSERT_TRUE(reader);
     const std::string text = head(pathOf(safe)) + counts(name) + kinds("", "", "", client(*reader));
     EXPECT_EQ(pick(report(), pathOf(safe)), text);
@@ -451,7 +451,7 @@ TEST_F(Clients, CommandsOfAnyLengthAreCut) {
     CollectionBuilder(1, 1).build(root_, "prices");
     // As long as the system lets one argument be: no program's name, so no more of it is shown than a file's name can have.
     const auto reader = start("/bin/bash",
-                              {"-c", "exec -a \"$0\" \"$@\"", std::string(131000, '\n'), HALYX_WRITER_BINARY, "attach",
+                              {"-c", "exec -a \"$0\" \"$@\"", std::string(131000, '\n'), Programs::writer(), "attach",
                                "prices", "--as", "reader"},
                               "prices");
     ASSERT_TRUE(reader);

@@ -82,7 +82,7 @@ protected:
 
     /// Where the program, its libraries, the process table and the collections are.
     [[nodiscard]] std::vector<std::string> directories() const {
-        const auto build = std::filesystem::path(HALYX_BINARY).parent_path().parent_path();
+        const auto build = std::filesystem::path(Programs::halyx()).parent_path().parent_path();
         return {root_.path(), "/proc",          build,         "/lib",
                 "/usr/lib",   "/usr/local/lib", "/etc/ld.so.", "/sys/devices/system/cpu"};
     }
@@ -96,7 +96,7 @@ protected:
     void expectNoTrace(const Arguments& arguments, int status, const std::string& output = {}) {
         const std::string before = remains();
         Outcome outcome;
-        const std::string calls = record(HALYX_BINARY, arguments, outcome);
+        const std::string calls = record(Programs::halyx(), arguments, outcome);
         std::string shown;
         for (const std::string& argument : arguments) {
             shown += " " + argument;
@@ -164,7 +164,7 @@ TEST_F(StraceTest, NoFileThatTheEnvironmentNamesIsLookedAt) {
     buildCollections();
     const std::string trap = root_.file("trap");
     makeDirectories(trap);
-    Process traced(strace_, {"-f", "-s", "4096", "-o", root_.file("strace"), HALYX_BINARY, "-p", "group/dynamic"});
+    Process traced(strace_, {"-f", "-s", "4096", "-o", root_.file("strace"), Programs::halyx(), "-p", "group/dynamic"});
     for (const char* const name : {"TZ",           "TZDIR",       "HOME",        "TMPDIR",          "TMP",
                                    "PWD",          "TERM",        "TERMINFO",    "LOCPATH",         "NLSPATH",
                                    "LANGUAGE",     "LANG",        "LC_ALL",      "LC_MESSAGES",     "GCONV_PATH",

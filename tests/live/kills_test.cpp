@@ -303,10 +303,9 @@ TEST_F(KillsLive, LeaveWhatEveryReportAndTheNextWriterCanTake) {
         EXPECT_NE(met_.count(work), 0U) << "no writer was killed in the midst of: " << work;
     }
     // Whatever lies about beside the root goes with the next writer.
-    const Outcome last =
-        Process(HALYX_WRITER_BINARY, {"churn", "killed", "--restart", "--keys", "10", "--seconds", "0"})
-            .environment("Q7_CHROOT", root_.path())
-            .run();
+    const Outcome last = Process(Programs::writer(), {"churn", "killed", "--restart", "--keys", "10", "--seconds", "0"})
+                             .environment("Q7_CHROOT", root_.path())
+                             .run();
     expectClean(last);
     EXPECT_EQ(last.status, 0) << last.describe();
     for (const auto& entry : std::filesystem::directory_iterator(shmem())) {
