@@ -131,11 +131,12 @@ protected:
                 ADD_FAILURE() << "slot " << element.slot << " was never written so: " << element.text;
                 return {};
             }
-            if (fromDynamic != nullptr && sequences[head.key] != 0) {
+            std::uint64_t& sequence = sequences[static_cast<std::size_t>(head.key)];
+            if (fromDynamic != nullptr && sequence != 0) {
                 ADD_FAILURE() << "key " << head.key << " twice";
                 return {};
             }
-            sequences[head.key] = head.sequence;
+            sequence = head.sequence;
         }
         return sequences;
     }
@@ -291,6 +292,10 @@ TEST_F(KillsLive, LeaveWhatEveryReportAndTheNextWriterCanTake) {
         }
         ++killed_;
         ++reports_;
+        if (killed_ % 500 == 0) {
+            std::printf("%u kills so far\n", killed_);
+            std::fflush(stdout);
+        }
         const Outcome outcome = report.wait();
         checkRemains(writer);
         checkBeside(arguments, outcome, wasInPlace);
