@@ -2,7 +2,7 @@
 // HALYX_KILLS is how many are killed (200 by default, 60 with sanitizers).
 
 #include "fixtures/QueueOutput.h"
-#include "live/KilledWriter.h"
+#include "live/KilledWriters.h"
 #include "live/LiveTest.h"
 #include "live/Remains.h"
 

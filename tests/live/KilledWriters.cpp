@@ -1,4 +1,4 @@
-#include "live/KilledWriter.h"
+#include "live/KilledWriters.h"
 
 #include "writer/ChurnValue.h"
 #include "writer/Collection.h"
