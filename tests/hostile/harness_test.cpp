@@ -4,6 +4,7 @@
 #include "fixtures/ReachableProgram.h"
 #include "hostile/Expectation.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
 
 using namespace Fixtures;
@@ -45,8 +46,8 @@ TEST_F(HostileHarness, NoticesACrash) {
 }
 
 TEST_F(HostileHarness, NoticesAHang) {
-    expectNoticed("hang", "hung: killed after 1.", {"--only", "0", "--seconds", "1"});
-    expectNoticed("hang closed", "hung: killed after 1.", {"--only", "0", "--seconds", "1"});
+    expectNoticed("hang", "hung: killed after 1.", {"--count", "1", "--seconds", "1"});
+    expectNoticed("hang closed", "hung: killed after 1.", {"--count", "1", "--seconds", "1"});
 }
 
 TEST_F(HostileHarness, NoticesControlBytes) {
@@ -58,7 +59,7 @@ TEST_F(HostileHarness, NoticesMemory) {
     if (sizeof HALYX_SANITIZE > 1) {
         GTEST_SKIP() << "a sanitizer's own memory is counted as well, and the bound is wider";
     }
-    expectNoticed("memory", "memory: 2", {"--only", "0"});
+    expectNoticed("memory", "memory: 2", {"--count", "1"});
 }
 
 TEST_F(HostileHarness, NoticesASanitizersReport) {
@@ -88,7 +89,13 @@ TEST_F(HostileHarness, RepeatsACaseFromItsSeedAndIndex) {
     const auto what = [](const Outcome& outcome) { return outcome.out.substr(outcome.out.find("random: ")); };
     ASSERT_NE(first.out.find("random: "), std::string::npos) << first.describe();
     EXPECT_EQ(what(first).substr(0, what(first).find('\n')), what(second).substr(0, what(second).find('\n')));
-    EXPECT_NE(first.out.find("kept: Q7_CHROOT="), std::string::npos);
+    const std::string kept = "kept: Q7_CHROOT=";
+    const std::size_t at = second.out.find(kept);
+    ASSERT_NE(at, std::string::npos) << second.describe();
+    const std::size_t begin = at + kept.size();
+    const std::filesystem::path place = second.out.substr(begin, second.out.find('\n', begin) - begin);
+    EXPECT_TRUE(std::filesystem::exists(place / "var/shmem/halyxes/c")) << place;
+    std::filesystem::remove_all(place);
 }
 
 TEST(HostileExpectation, ComparesEveryLine) {
