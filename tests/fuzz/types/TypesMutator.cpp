@@ -57,19 +57,20 @@ Pieces declarationsOf(const std::string& text) {
     return pieces;
 }
 
-constexpr const char* kTokens[] = {"struct",   "union",    "enum",       "typedef",
-                                   "unsigned", "signed",   "char",       "short",
-                                   "int",      "long",     "float",      "double",
-                                   "_Bool",    "const",    "static",     "volatile",
-                                   "class",    "public",   "void",       "T",
-                                   "A",        "x",        "{",          "}",
-                                   ";",        ":",        "[",          "]",
-                                   "(",        ")",        "*",          "&",
-                                   ",",        "=",        "<",          ">",
-                                   "-",        "<<",       "0x7fffffff", "uint8_t",
-                                   "uint64_t", "__int128", "virtual",    "template<int N>",
-                                   "operator", "std::",    "\n",         "..."};
-constexpr const char* kMembers[] = {" char s[4];",
+constexpr const char* kTokens[] = {
+    "struct",   "union",      "enum",    "typedef",  "unsigned", "signed",  "char",
+    "short",    "int",        "long",    "float",    "double",   "_Bool",   "const",
+    "static",   "volatile",   "class",   "public",   "void",     "T",       "A",
+    "x",        "{",          "}",       ";",        ":",        "[",       "]",
+    "(",        ")",          "*",       "&",        ",",        "=",       "<",
+    ">",        "-",          "<<",      ">>",       "-1",       "/",       "%",
+    "+",        "0x7fffffff", "uint8_t", "uint64_t", "__int128", "virtual", "template<int N>",
+    "operator", "std::",      "\n",      "..."};
+constexpr const char* kMembers[] = {" int s[64 >> 2];",
+                                    " int d[(7 - 1) / 2 % 4];",
+                                    " char n[sizeof(int) * 2];",
+                                    " enum { P = 1 << 3, Q = ~P, R = -1 } p;",
+                                    " char s[4];",
                                     " unsigned b : 3;",
                                     " uint32_t ip; /* ipv4 */",
                                     " uint8_t m[6]; /* mac */",
