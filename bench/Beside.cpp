@@ -1,5 +1,6 @@
 // What a reader costs the writer: updates a second of a writer at full speed alone, and beside the tool that walks its collection
-// (or reports on its queues) again and again. Whatever runs beside it takes something of the machine, so it is measured beside
+// (or reports on its queues) again and again. A second is one of the
+// writer's processor time: who else has the processor is the system's choice. Whatever runs beside it takes something of the machine, so it is measured beside
 // two others as well: a process that only spins, and one that only reads as much memory of its own. The sides take turns in
 // slices of one run of one writer, and the ratios are of slices next to each other.
 
@@ -60,6 +61,16 @@ public:
     }
     Companion(const Companion&) = delete;
     Companion& operator=(const Companion&) = delete;
+
+    /// Processor time that it has had, in seconds.
+    [[nodiscard]] double seconds() const {
+        clockid_t clock{};
+        timespec time{};
+        if (::clock_getcpuclockid(process_, &clock) != 0 || ::clock_gettime(clock, &time) != 0) {
+            failSystem("a process's clock");
+        }
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+    }
 
 private:
     pid_t process_;
@@ -145,10 +156,10 @@ struct Neighbour {
 };
 
 /// Updates a second in a slice.
-double measure(const Neighbour& neighbour, Count& count, double seconds) {
+double measure(const Neighbour& neighbour, const Companion& writer, Count& count, double seconds) {
     // A process that sleeps: who interrupts it interrupts us.
     const auto sleep = [](double time) {
-        return timed([time](int) { std::this_thread::sleep_for(std::chrono::duration<double>(time)); });
+        timed([time](int) { std::this_thread::sleep_for(std::chrono::duration<double>(time)); });
     };
     std::unique_ptr<Companion> companion;
     if (neighbour.program) {
@@ -156,8 +167,11 @@ double measure(const Neighbour& neighbour, Count& count, double seconds) {
     }
     sleep(seconds / 4); // caches and clocks get used to it
     const std::uint64_t before = count.load();
-    const double slept = sleep(seconds);
-    return static_cast<double>(count.load() - before) / slept;
+    const double begin = writer.seconds();
+    do {
+        sleep(seconds);
+    } while (count.load() == before); // it has not had its turn
+    return static_cast<double>(count.load() - before) / (writer.seconds() - begin);
 }
 
 std::size_t bytesOf(const std::string& directory) {
@@ -169,7 +183,7 @@ std::size_t bytesOf(const std::string& directory) {
 }
 
 void measureKind(Context& context, const Kind& kind, std::uint32_t elements) {
-    const double seconds = context.settings.quick ? 0.05 : 0.5;
+    const double seconds = context.settings.quick ? 0.05 : 0.3;
     Report& report = context.report;
     report.table("Beside a reader: " + std::string(kind.name) + ", " + std::to_string(elements) + " elements of " +
                  std::to_string(kValueSize) + " bytes");
@@ -191,7 +205,7 @@ void measureKind(Context& context, const Kind& kind, std::uint32_t elements) {
     for (int round = 0; round < 3 * context.settings.rounds; ++round) {
         for (std::size_t i = 0; i < neighbours.size(); ++i) {
             Neighbour& neighbour = neighbours[round % 2 == 0 ? i : neighbours.size() - 1 - i];
-            neighbour.rates.push_back(measure(neighbour, *count, seconds));
+            neighbour.rates.push_back(measure(neighbour, writer, *count, seconds));
         }
     }
     for (const Neighbour& neighbour : neighbours) {
