@@ -5,7 +5,7 @@ function(halyx_depends component)
     set(work ${CPACK_HALYX_BINARY_DIR}/shlibdeps)
     file(WRITE ${work}/debian/control "Source: halyx\n\nPackage: halyx\nArchitecture: any\n")
     execute_process(
-        COMMAND dpkg-shlibdeps -O -l${CPACK_HALYX_LIBRARY_DIR}/halyx -x${CPACK_PACKAGE_NAME} --ignore-missing-info ${ARGN}
+        COMMAND dpkg-shlibdeps -O -l${CPACK_HALYX_PRIVATE_DIR} -x${CPACK_PACKAGE_NAME} --ignore-missing-info ${ARGN}
         WORKING_DIRECTORY ${work} OUTPUT_VARIABLE found ERROR_VARIABLE complaints RESULT_VARIABLE status
         OUTPUT_STRIP_TRAILING_WHITESPACE)
     if(NOT status EQUAL 0 OR NOT found MATCHES "^shlibs:Depends=(.+)$")
@@ -21,5 +21,5 @@ function(halyx_depends component)
 endfunction()
 
 halyx_depends(RUNTIME ${CPACK_HALYX_BINARY_DIR}/bin/halyx ${CPACK_HALYX_BINARY_DIR}/bin/halyx-writer
-    ${CPACK_HALYX_LIBRARY_DIR}/halyx/libHalyxScanner.so)
-halyx_depends(LIBRARY ${CPACK_HALYX_LIBRARY_DIR}/libhalyxwriter.so)
+    ${CPACK_HALYX_PRIVATE_DIR}/libHalyxScanner.so)
+halyx_depends(LIBRARY ${CPACK_HALYX_BINARY_DIR}/lib/libhalyxwriter.so)
