@@ -4,6 +4,7 @@
 
 #include <array>
 #include <memory>
+#include <string>
 
 namespace Plask {
 
@@ -17,6 +18,7 @@ public:
 
     /// Copies the payload at `offset` to `destination`, which has room for `room` bytes; its length. Throws what
     /// SlabReader throws. A slab whose header is bad is detached again: nothing is ever read through it.
+    /// A slab without a file is corruption only while the collection is where it was; MemoryResourceException otherwise.
     unsigned read(Layout::SlabOffset offset, void* destination, unsigned room) {
         SlabReader& reader = *readers_[offset.slab()];
         if (!reader.attached()) [[unlikely]] {
@@ -33,8 +35,11 @@ public:
 
 private:
     void attach(SlabReader& reader);
+    void checkInPlace(const SlabReader& reader) const;
 
     std::array<std::unique_ptr<SlabReader>, Layout::kSlabCount> readers_;
+    std::shared_ptr<Mem::Directory> directory_;
+    std::string path_; ///< of the directory
     SharedMem::FenixId fenix_;
 };
 

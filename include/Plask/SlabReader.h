@@ -49,6 +49,7 @@ public:
     [[nodiscard]] const std::string& name() const { return name_; }
     [[nodiscard]] unsigned capacity() const { return seen_.value; }
     [[nodiscard]] Mem::SharedMemWrapper& mapping() { return mapping_; }
+    [[nodiscard]] const Mem::SharedMemWrapper& mapping() const { return mapping_; }
 
     /// A consistent copy of the mapped header. Throws CorruptionDetectedException when it cannot be read.
     [[nodiscard]] SlabHeader snapshotHeader() const;

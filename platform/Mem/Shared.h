@@ -35,6 +35,7 @@ public:
 
     /// Opens the file without mapping anything, so that it is this file that a later attach maps. False when it cannot be.
     bool hold();
+    [[nodiscard]] bool held() const { return descriptor_ >= 0; }
 
     /// Maps the first `size` bytes, also past the end of the file; null when it cannot be, with the reason in errorText().
     void* attach(unsigned size, Mode mode, bool, const std::string&);

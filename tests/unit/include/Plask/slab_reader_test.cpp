@@ -4,6 +4,7 @@
 #include "unit/ReaderTest.h"
 
 #include <cstring>
+#include <filesystem>
 #include <sstream>
 
 using namespace Fixtures;
@@ -160,6 +161,33 @@ TEST_F(ReaderAllocatorTest, ReadsAnySlabAndDetachesABadOne) {
     EXPECT_EQ(corruption([&] { read(5, 0); }), fault);
     c.corrupt32("slab5", 8, 1);
     EXPECT_EQ(read(5, 0), "x");
+}
+
+TEST_F(ReaderAllocatorTest, ASlabThatWentWithItsIncarnationIsNoCorruption) {
+    const Collection c = build();
+    path_.emplace(handler(), "c", false);
+    Plask::ReaderAllocator allocator(handler(), *path_);
+    char buffer[64];
+    const auto gone = [&](unsigned slab) {
+        try {
+            (void)allocator.read(Plask::Layout::SlabOffset(slab, 0), buffer, sizeof buffer);
+        } catch (const Norvu::MemoryResourceException& exception) {
+            return exception.msg();
+        }
+        return std::string("nothing was thrown");
+    };
+    const std::string expected = "SlabReader-4-?::attach() " + c.file("slab4") +
+                                 " is gone: a new incarnation took the collection's place, or it was removed";
+    std::filesystem::rename(c.path(), c.path() + ".old");
+    EXPECT_EQ(gone(4), expected);
+    build(); // the same name, another directory
+    EXPECT_EQ(gone(4), expected);
+    // What was opened in time is still there, and what is wrong with it is.
+    EXPECT_EQ(std::string(buffer, allocator.read(Plask::Layout::SlabOffset(3, 1), buffer, sizeof buffer)), "two");
+    EXPECT_EQ(corruption([&] {
+                  (void)allocator.read(Plask::Layout::SlabOffset(3, 2), buffer, sizeof buffer);
+              }).rfind("SlabReader-3-24::", 0),
+              0U);
 }
 
 TEST_F(ReaderAllocatorTest, ExpectsTheIncarnationItWasTold) {
