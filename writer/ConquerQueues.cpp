@@ -58,7 +58,7 @@ void ConquerQueues::append(std::uint32_t slot) {
     view.store(at + offsetof(ConquerRecord, slot), slot);
     ++sequence_;
     view.publish64(offsetof(ConquerHeader, corralEnd), sequence_);
-    // Release: the record is complete before currentPos says that it is valid.
+    // W6, release: the record is complete before currentPos says that it is valid.
     view.publish(offsetof(ConquerHeader, currentPos), ++queue->position);
 }
 
@@ -77,7 +77,7 @@ void ConquerQueues::switchOver() {
     Queue& backup = queues_[active_.value];
     Queue& next = queues_[1 - active_.value];
     const Mem::MutableView& view = next.file->view();
-    // Emptied first: a reader that copies the old records meanwhile sees currentPos change before any of them does. The old
+    // W6, emptied first: a reader that copies the old records meanwhile sees currentPos change before any of them does. The old
     // records stay until they are written over; above currentPos they mean nothing.
     view.publish(offsetof(ConquerHeader, currentPos), 0);
     Mem::Atomics::releaseFence();

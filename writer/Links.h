@@ -16,7 +16,7 @@ struct LinkPlace {
 
     [[nodiscard]] SlotLink load() const { return SlotLink::fromWord(view->word64(offset)); }
 
-    /// Stores a link to `index` as one word, release, with the tag that follows this link's own last one. A tag is never reset,
+    /// W1 of docs/protocol.md. Stores a link to `index` as one word, release, with the tag that follows this link's own last one. A tag is never reset,
     /// not by reuse of the slot either: a reader that follows a link and finds its tag unchanged afterwards must be sure that
     /// the link was not rewritten in between (the slot would be another element's by then).
     void publish(std::int32_t index) const {

@@ -68,7 +68,7 @@ void SlabFile::reserve() {
 /// Adds entries, all of them free. The free list is empty. The word that readers leave alone links free entries.
 void SlabFile::growTo(std::uint32_t count) {
     const std::uint32_t old = count_.value;
-    // A reader that sees the new count maps that much, so the file comes first, and every entry says that it is free.
+    // W5: a reader that sees the new count maps that much, so the file comes first, and every entry says that it is free.
     file_.grow(Plask::Layout::kSlabHeaderSize + std::uint64_t{entrySize_} * count);
     const Mem::MutableView& view = file_.view();
     for (std::uint32_t entry = old; entry < count; ++entry) {

@@ -65,7 +65,7 @@ void SlotFile::reserve() {
 /// Adds slots, all of them free. The free list is empty.
 void SlotFile::growTo(std::uint32_t count) {
     const std::uint32_t old = count_.value;
-    // A reader that sees the new count maps that much, so the file comes first.
+    // W5: a reader that sees the new count maps that much, so the file comes first.
     file_.grow(Layout::slotArrayOffset(slotSize_) + std::uint64_t{slotSize_} * count);
     const Mem::MutableView& view = file_.view();
     // The new slots are chained as free ones before anything can lead to them. Their tags begin at 0.
@@ -100,7 +100,7 @@ std::uint32_t SlotFile::insert(std::string_view stored, std::int32_t next) {
     publishOccupied();
     const Mem::MutableView& view = file_.view();
     const std::size_t at = offsetOf(slot);
-    // A reader may stand on this slot's previous life. What it reads of the new value is worth nothing to it, since it looks
+    // W2: a reader may stand on this slot's previous life. What it reads of the new value is worth nothing to it, since it looks
     // at the link that led it here again: that rewrite must be visible before these bytes are.
     Mem::Atomics::releaseFence();
     view.fill(at + Layout::kSlotValueOffset, stored.data(), storedSize_);
@@ -114,7 +114,7 @@ void SlotFile::replace(std::uint32_t slot, std::string_view stored) {
     const Mem::MutableView& view = file_.view();
     const std::size_t at = offsetOf(slot);
     const std::uint32_t state = view.word(at + kStateOffset) & ~3U;
-    // Before: the last replacement's final state. A reader that still copies the lookaside value for that slot and meets
+    // W4. Before: the last replacement's final state. A reader that still copies the lookaside value for that slot and meets
     // bytes of this one must find that slot's state changed.
     Mem::Atomics::releaseFence();
     view.fill(offsetof(Layout::SlotTableHeader, lookasideValue), stored.data(), storedSize_);
@@ -128,7 +128,7 @@ void SlotFile::replace(std::uint32_t slot, std::string_view stored) {
 }
 
 void SlotFile::release(std::uint32_t slot) {
-    // The link that led here has been rewritten. A reader that stands here looks at this slot's tag next, and must not go
+    // W3: the link that led here has been rewritten. A reader that stands here looks at this slot's tag next, and must not go
     // on along the old link: with the slot reused it would cross into another chain.
     next(slot).publish(free_ == Layout::kNoFreeSlot ? kEndOfChain : static_cast<std::int32_t>(free_));
     free_ = slot;

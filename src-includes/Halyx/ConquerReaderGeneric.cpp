@@ -98,7 +98,7 @@ bool ConquerReaderGeneric::validate(Norvu::Platform::DebugHandler& handler, std:
     return std::all_of(std::begin(kBoth), std::end(kBoth), [&](ConquerTableId id) {
         const unsigned size = mapping(id).regionSize();
         const Header header = snapshotHeader(id);
-        // The file may have grown between the look at its size and the copy of its header: only a second failure counts.
+        // R7: the file may have grown between the look at its size and the copy of its header: only a second failure counts.
         return header.check(size, 0, error) || header.validate(handler, mapping(id).regionSize(), 0, error);
     });
 }
@@ -166,7 +166,7 @@ bool ConquerReaderGeneric::copyQueue(ConquerTableId id, std::vector<Notification
     const std::size_t count = records.size();
     const Mem::View slots = view.slice(Layout::kConquerRecordsOffset, count * sizeof(Notification));
 
-    // Races with the writer's append at currentPos, and with the switch that empties this queue and fills it again. Either
+    // R6. Races with the writer's append (W6) at currentPos, and with the switch that empties this queue and fills it again. Either
     // changes one of the two words before it changes any record but the one at currentPos.
     const auto steady = [&] { return version.load() == sampledVersion && position.load() == sampledPosition; };
     Notification* record = records.data();

@@ -112,7 +112,7 @@ void HalyxReaderGeneric::copyValue(const Slot& slot, unsigned index, void* buffe
         } else {
             element.length = slots_.construct(index, buffer);
         }
-        // Races with a replacement: the writer raises the state before it writes the slot's value, and again before it uses
+        // R3. Races with a replacement (W4): the writer raises the state before it writes the slot's value, and again before it uses
         // the lookaside value for another slot. The same state after the copy (acquire fence) proves that the copy is whole.
         Mem::Atomics::acquireFence();
         const std::uint32_t state = slot.word<kStateOffset>();
@@ -136,7 +136,7 @@ bool HalyxReaderGeneric::fetch(const Link& holder, const SlotLink& link, const S
         return true;
     } catch (const CorruptionDetectedException&) {
         slots_.checkRead(index);
-        // Races with a replacement or an erase: a slab entry may be freed as soon as no slot names it any more, and the
+        // R8. Races with a replacement or an erase (W4, W3): a slab entry may be freed as soon as no slot names it any more, and the
         // writer says so in the state word or in the tag before it frees the entry.
         if (holder.word<kTagOffset>() != link.tag || slot.word<kStateOffset>() != element.state) {
             return false;
@@ -168,7 +168,7 @@ HalyxReaderGeneric::Walk HalyxReaderGeneric::walkChain(ScanHandler& handler, uns
             return Walk::Changed;
         }
         const SlotLink next = SlotLink::fromWord(slot.word64<kNextOffset>());
-        // Races with an erase or an insert: the writer rewrites the link that leads to a slot, with a tag that it never
+        // R4. Races with an erase or an insert (W3, W2): the writer rewrites the link that leads to a slot, with a tag that it never
         // carried, before it touches the slot's own link or uses the slot again. The same tag after the value and the next
         // link were read (acquire fence, acquire load) proves that both belong to the element this link leads to.
         if (holder.word<kTagOffset>() != link.tag) {
@@ -235,7 +235,7 @@ HalyxReaderGeneric::Outcome HalyxReaderGeneric::visitBucket(ScanHandler& handler
         return walkUntilSteady(handler, bucket);
     } catch (const CorruptionDetectedException& error) {
         try {
-            // A link or an end mark that names what the writer has added since the tables were mapped is no corruption.
+            // R5: a link or an end mark that names what the writer has added since the tables were mapped is no corruption.
             const bool resized = slots_.doResize();
             if (buckets_.doResize() || resized) {
                 handler.restart(bucket);

@@ -37,7 +37,7 @@ SlotReaderGenericTable::Header SlotReaderGenericTable::snapshotHeader() const {
 bool SlotReaderGenericTable::validate(SharedMem::FenixId expected, Header& snapshot, std::string& error) const {
     const unsigned size = mapping().regionSize();
     snapshot = snapshotHeader();
-    // The file may have grown between the look at its size and the copy of its header: only a second failure counts.
+    // R7: the file may have grown between the look at its size and the copy of its header: only a second failure counts.
     return snapshot.check(size, expected, error) ||
            snapshot.validate(debugHandler(), mapping().regionSize(), expected, error);
 }
@@ -105,7 +105,7 @@ void SlotReaderGenericTable::checkLayout(const Header& header) const {
 }
 
 bool SlotReaderGenericTable::doResize() {
-    // Growth is seen here first: the writer stores the pair, release, after the file holds the slots it counts.
+    // R5, W5: growth is seen here first: the writer stores the pair, release, after the file holds the slots it counts.
     if (mapped_ && mapping().view().word(kPairOffset) == seen_.version) {
         mapping().checkFault();
         return false;
