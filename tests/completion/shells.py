@@ -5,7 +5,7 @@ import re
 import shutil
 import tempfile
 
-from terminal import PROMPT, Terminal
+from terminal import Terminal
 
 BASH_COMPLETION = "/usr/share/bash-completion/bash_completion"
 
@@ -53,8 +53,9 @@ class Shell:
         return "".join(self.RECORDER % name for name in ("halyx", "halyx-writer"))
 
     def wait_until_ready(self):
-        """Until a line can be typed."""
-        self.terminal.wait_for(lambda text: PROMPT in text, "the prompt")
+        """Until a line can be typed, which each shell says by a file: a prompt may be drawn more than once."""
+        self.terminal.wait_for(lambda text: os.path.exists(self.mark + ".ready"), "a new line")
+        os.unlink(self.mark + ".ready")
 
     def run(self, keys):
         """Types the keys and Return; the arguments that the program was given."""
@@ -82,7 +83,8 @@ class Shell:
     def give_up(self):
         self.terminal.quiet(0)
         self.terminal.forget()
-        self.terminal.send("\x03")
+        # Ctrl-U and Return. An interrupt could end a list that is still being drawn instead of the line.
+        self.terminal.send("\x15\r")
         self.wait_until_ready()
 
     def close(self):
@@ -97,7 +99,7 @@ class Bash(Shell):
     def command(self, environment):
         rc = self.write("bashrc", "set -o errexit\n" + self.loading() + "set +o errexit\n" + self.recorders()
                         + "bind 'set bell-style none'\nbind 'set completion-query-items 0'\nbind 'set page-completions off'\n"
-                        + "bind 'set enable-bracketed-paste off'\nunset PROMPT_COMMAND\nPS1='%s'\n" % PROMPT)
+                        + "bind 'set enable-bracketed-paste off'\nPROMPT_COMMAND=': >$RECORD.ready'\n")
         return ["bash", "--noprofile", "--rcfile", rc, "-i"]
 
     def loading(self):
@@ -113,27 +115,12 @@ class BashWithPackage(Bash):
 
 
 class Zsh(Shell):
-    """Says by a file that it reads a line: its prompt may be drawn more than once, and a tab that comes too early is lost."""
-
     def command(self, environment):
         environment["ZDOTDIR"] = self.scratch
         self.write(".zshrc", "fpath=('%s/share/zsh/site-functions' $fpath)\nautoload -Uz compinit\ncompinit -u -D\n" % self.prefix
                    + "unsetopt beep promptcr promptsp\nunset zle_bracketed_paste\nLISTMAX=100000\n"
                    + self.recorders() + "zle-line-init() { : >$RECORD.ready; }\nzle -N zle-line-init\n")
         return ["zsh", "-d", "-i"]
-
-    def wait_until_ready(self):
-        self.terminal.wait_for(lambda text: os.path.exists(self.mark + ".ready"), "a new line")
-        os.unlink(self.mark + ".ready")
-
-    def give_up(self):
-        # An interrupt that comes while zsh still draws a list ends the list and not the line.
-        for attempt in range(20):
-            self.terminal.send("\x03")
-            self.terminal.quiet(0.3)
-            if os.path.exists(self.mark + ".ready"):
-                break
-        self.wait_until_ready()
 
 
 class Fish(Shell):
@@ -144,7 +131,7 @@ class Fish(Shell):
         os.makedirs(os.path.join(self.scratch, "fish"))
         self.write("fish/config.fish", "set fish_complete_path '%s/share/fish/vendor_completions.d'\n" % self.prefix
                    + "set fish_greeting\nset fish_autosuggestion_enabled 0\n" + self.recorders()
-                   + "function fish_prompt; printf '%s'; end\n" % PROMPT)
+                   + "function ready --on-event fish_prompt; : >$RECORD.ready; end\n")
         return ["fish", "-i"]
 
     def listed(self, keys, wanted):

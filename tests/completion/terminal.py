@@ -9,7 +9,6 @@ import struct
 import termios
 import time
 
-PROMPT = "ready-for-a-line> "
 SECONDS = 20
 
 
