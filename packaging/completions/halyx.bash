@@ -269,10 +269,17 @@ _halyx() {
     _halyx_describe
 }
 
+# Sets program to the file that the line is going to run; false when there is none.
+_halyx_writer_program() {
+    program=${words[0]}
+    if [[ $program == \~/* ]]; then program=$HOME${program:1}; fi
+    program=$(type -P -- "$program")
+}
+
 # The help text of halyx-writer, or of one of its commands: it knows its options best.
 _halyx_writer_help() { # [COMMAND]
     local program
-    program=$(type -P -- "${words[0]}") && command "$program" "$@" --help 2>/dev/null </dev/null
+    _halyx_writer_program && command "$program" "$@" --help 2>/dev/null </dev/null
 }
 
 # Sets names, values and texts to the options that a help text tells of: "  --name VALUE  text".
@@ -290,7 +297,7 @@ _halyx_types() { # [PREFIX]
     local type directory program
     for type in {U,S}{8,16,32,64} {u,}int{8,16,32,64}_t float double bool; do _halyx_add "${1-}$type"; done
     local IFS=: places=${HALYX_TYPE_PATH-}
-    if [[ -z ${HALYX_TYPE_PATH+set} ]] && program=$(type -P -- "${words[0]}"); then
+    if [[ -z ${HALYX_TYPE_PATH+set} ]] && _halyx_writer_program; then
         places=${program%/*}/../share/halyx/types
     fi
     while IFS= read -r -d '' type; do

@@ -51,7 +51,7 @@ function __halyx_types
     printf '%s\n' {U,S}{8,16,32,64} {u,}int{8,16,32,64}_t float double bool
     set -l places (string split -n : -- "$HALYX_TYPE_PATH")
     if not set -q HALYX_TYPE_PATH
-        set places (string replace -r -- '[^/]*$' ../share/halyx/types (command -s halyx-writer))
+        set places (string replace -r -- '[^/]*$' ../share/halyx/types (__halyx_writer_program))
     end
     for place in $places
         for file in $place/*.h
@@ -120,16 +120,23 @@ function __halyx_writer_values -a value
     end
 end
 
+# The program that the line is going to run.
+function __halyx_writer_program
+    set -l words (commandline -opc)
+    command -s (string replace -r -- '^~/' "$HOME/" $words[1])
+end
+
 # halyx-writer's help text knows its commands and options best.
 function __halyx_writer
+    set -l program (__halyx_writer_program); or return
     set -l words (commandline -opc)
     set -l token (commandline -ct)
     if not set -q words[2]
-        command halyx-writer --help 2>/dev/null </dev/null | sed -n '/^Commands:$/,/^$/s/^  \([a-z-]*\)  */\1\t/p'
+        command $program --help 2>/dev/null </dev/null | sed -n '/^Commands:$/,/^$/s/^  \([a-z-]*\)  */\1\t/p'
         printf '--help\tthis text\n--version\tthe version\n'
         return
     end
-    set -l help (command halyx-writer $words[2] --help 2>/dev/null </dev/null)
+    set -l help (command $program $words[2] --help 2>/dev/null </dev/null)
     set -l expected ''
     set -l operands 0
     for word in $words[3..]

@@ -150,6 +150,15 @@ class CompletionTest(unittest.TestCase):
         self.assertEqual(self.shell.run("halyx-writer load --type Serv\t"), ["load", "--type", "Service"])
         self.assertEqual(self.shell.run("halyx-writer load --buckets pri\t"), ["load", "--buckets", "pri"])
 
+    def test_the_program_that_is_typed_is_asked(self):
+        home = self.shell.scratch
+        for place in ("bin", "share"):
+            os.symlink(os.path.join(PROGRAMS, "..", place), os.path.join(home, place))
+        for program in (PROGRAMS + "/halyx-writer", "~/bin/halyx-writer"):
+            listed = self.shell.listed(program + " attach --", ["--as", "--seconds"])
+            self.assertNotIn("--type", listed)
+            self.shell.listed(program + " load --type ", ["uint32_t", "Service"])
+
     def test_files_where_files_are_wanted(self):
         for name in ("prices-list", "files $(touch x7)"):
             open(os.path.join(self.shell.directory, name), "w").close()
