@@ -1,5 +1,5 @@
-# Run by cpack on what it has installed for the packages, before it packs: strips, compresses the manuals, adds what each Debian
-# package has to have.
+# Run by cpack on what it has installed for the packages, before it packs: strips, compresses the manuals, puts completions
+# where Debian has them, adds what each of its packages has to have.
 
 set(debian ${CPACK_HALYX_SOURCE_DIR}/packaging/debian)
 
@@ -27,6 +27,11 @@ foreach(component ${CPACK_COMPONENTS_ALL})
             file(CHMOD ${library} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
         endif()
     endforeach()
+
+    # Where Debian's zsh looks for what packages bring.
+    if(EXISTS ${root}/share/zsh/site-functions)
+        file(RENAME ${root}/share/zsh/site-functions ${root}/share/zsh/vendor-completions)
+    endif()
 
     set(doc ${root}/share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
     file(MAKE_DIRECTORY ${doc})
