@@ -25,7 +25,6 @@ public:
     /// The mapped bytes. The reference stays good over grow(), which may move what it shows.
     [[nodiscard]] const Mem::MutableView& view() const { return view_; }
     [[nodiscard]] std::uint64_t size() const { return view_.size(); }
-    [[nodiscard]] int descriptor() const { return descriptor_; }
     [[nodiscard]] const std::string& shownAs() const { return shownAs_; }
 
     /// Makes the file and the mapping `size` bytes long, the new ones zero. No-op when they are that long already. When it throws

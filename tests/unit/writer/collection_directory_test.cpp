@@ -4,12 +4,15 @@
 #include "writer/CollectionDirectory.h"
 #include "writer/Errors.h"
 
+#include <atomic>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -142,6 +145,51 @@ TEST_F(WriterDirectoryTest, ALiveWriterKeepsOthersOff) {
     collection.close();
     EXPECT_EQ(refusal("prices", pairs()), "none");
     EXPECT_EQ(FileWalk(pathOf("prices")).values().size(), 1U);
+}
+
+/// Shares its parent's memory, but holds none of its descriptors open.
+int keepMemory(void* closed) {
+    ::syscall(SYS_close_range, 0U, ~0U, 0U);
+    static_cast<std::atomic<bool>*>(closed)->store(true);
+    for (;;) {
+        ::pause();
+    }
+}
+
+TEST_F(WriterDirectoryTest, AKilledWriterIsDeadAlsoWhileItsMemoryIsInUse) {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t writer = ::fork();
+    if (writer == 0) {
+        Collection collection("prices", pairs());
+        collection.publish();
+        std::atomic<bool> closed = false;
+        static char stack[1 << 16];
+        const pid_t keeper = ::clone(keepMemory, stack + sizeof stack, CLONE_VM | SIGCHLD, &closed);
+        while (keeper > 0 && !closed) {
+            ::usleep(100);
+        }
+        (void)!::write(ready[1], &keeper, sizeof keeper);
+        for (;;) {
+            ::pause();
+        }
+    }
+    pid_t keeper = -1;
+    EXPECT_EQ(::read(ready[0], &keeper, sizeof keeper), ssize_t{sizeof keeper});
+    EXPECT_EQ(refusal("prices", pairs()), "the collection 'prices' has a live writer");
+    ::kill(writer, SIGKILL);
+    ::waitpid(writer, nullptr, 0);
+    EXPECT_EQ(refusal("prices", pairs()), "none");
+    if (keeper > 0) {
+        ::kill(keeper, SIGKILL);
+        EXPECT_EQ(::waitpid(keeper, nullptr, 0), keeper);
+    } else {
+        ADD_FAILURE() << "no process shares the writer's memory";
+    }
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+    ::close(ready[0]);
+    ::close(ready[1]);
 }
 
 TEST_F(WriterDirectoryTest, TwoNewCollectionsOfOneNameAreNotBothPutInPlace) {
