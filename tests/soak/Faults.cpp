@@ -3,8 +3,9 @@
 namespace Soak {
 
 const char* nameOf(Fault fault) {
-    static constexpr const char* names[kFaults] = {
-        "torn", "misplaced", "duplicated", "invented", "missing", "false corruption", "hangs", "failed", "unnamed"};
+    static constexpr const char* names[kFaults] = {"torn",    "misplaced",        "duplicated", "invented",
+                                                   "missing", "false corruption", "hangs",      "failed",
+                                                   "unnamed", "writers failed"};
     return names[static_cast<unsigned>(fault)];
 }
 

@@ -15,10 +15,11 @@ enum class Fault : unsigned {
     Missing,         ///< there all the time, and not printed
     FalseCorruption, ///< a line that says that something sound is broken
     Hang,
-    Failed, ///< a signal, a status, a complaint, a sanitizer's report, or a line that has no business there
-    Unnamed ///< a live writer that was not named, or a process that was not its writer
+    Failed,  ///< a signal, a status, a complaint, a sanitizer's report, or a line that has no business there
+    Unnamed, ///< a live writer that was not named, or a process that was not its writer
+    Writer   ///< a writer that could not be started, or ended by itself
 };
-inline constexpr unsigned kFaults = 9;
+inline constexpr unsigned kFaults = 10;
 
 const char* nameOf(Fault fault);
 
@@ -29,6 +30,13 @@ public:
         if (++counts_[static_cast<unsigned>(fault)] <= kShown) {
             texts_.push_back(std::string(nameOf(fault)) + ": " + text);
         }
+    }
+    void add(const Faults& others) {
+        for (unsigned fault = 0; fault < kFaults; ++fault) {
+            counts_[fault] += others.counts_[fault];
+        }
+        texts_.insert(texts_.end(), others.texts_.begin(), others.texts_.end());
+        unverifiable += others.unverifiable;
     }
     [[nodiscard]] std::uint64_t count(Fault fault) const { return counts_[static_cast<unsigned>(fault)]; }
     [[nodiscard]] std::uint64_t total() const {

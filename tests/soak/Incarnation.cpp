@@ -116,6 +116,9 @@ void Incarnation::load() {
     collection_->publish();
     counts_->incarnations.fetch_add(1, kRelaxed);
     end();
+    // Unless it has been told to end already.
+    std::uint32_t coming = Journal::kComing;
+    counts_->living.compare_exchange_strong(coming, static_cast<std::uint32_t>(::getpid()));
 }
 
 void Incarnation::step(std::uint32_t key) {

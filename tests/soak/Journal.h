@@ -42,12 +42,17 @@ public:
         std::atomic<std::uint32_t> leave;             ///< the present writer is to end
         std::atomic<std::uint32_t> deaths;            ///< writers that have been told to end, or killed
         std::atomic<std::uint32_t> incarnations;
+        std::atomic<std::uint32_t> living; ///< the process whose incarnation is in place, as long as nobody ends it
         std::atomic<std::uint32_t> failed;
         std::atomic<std::uint64_t> growths; ///< of slots, buckets and queues
         std::atomic<std::uint64_t> slabGrowths;
         std::atomic<std::uint64_t> switches;
         std::atomic<std::uint64_t> waits; ///< for the checker
+        char failure[200];                ///< why a writer failed, before `failed` is set
     };
+
+    static constexpr std::uint32_t kNobody = 0;           ///< lives, for certain
+    static constexpr std::uint32_t kComing = 0xffffffffU; ///< is being made
 
     static constexpr std::uint64_t kCapacity = 1U << 21;
     static constexpr std::uint32_t kMostKeys = 1U << 16;

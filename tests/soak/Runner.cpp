@@ -147,6 +147,15 @@ void Runner::note(const Plan& plan, const Report& report, const Fixtures::Outcom
     std::fflush(stdout);
 }
 
+/// A fault like any other, and the end of that collection only.
+void Runner::noteWriter(const Plan& plan, const std::string& reason) {
+    ++totals_.faults[static_cast<unsigned>(Fault::Writer)];
+    ++totals_.faultyRuns;
+    std::printf("\nFAULT: a writer failed: %s; of %s; seed %u\n", reason.c_str(), plan.describe().c_str(),
+                settings_.seed);
+    std::fflush(stdout);
+}
+
 /// Makes the tool wait here and there, so that much is changed between one of its looks and the next. Returns how long it waited.
 double Runner::disturb(const Fixtures::Process& process) {
     constexpr double longestStop = 0.01;
@@ -187,7 +196,11 @@ void Runner::runOne(const Plan& plan, const Report& report, const std::string& c
     }
     totals_.longestRun = std::max(totals_.longestRun, now() - start);
     ++totals_.runs[report.name];
-    note(plan, report, outcome, check(plan, report, outcome, chroot, history, before, stopped));
+    const Faults faults = check(plan, report, outcome, chroot, history, before, stopped);
+    // What a writer that failed was doing is in doubt.
+    if (!writerFailed()) {
+        note(plan, report, outcome, faults);
+    }
 }
 
 void Runner::round(const Plan& plan) {
@@ -200,7 +213,7 @@ void Runner::round(const Plan& plan) {
     Writers writers(root.path(), journal_, plan);
     const double begin = now();
     const auto goesOn = [&] {
-        return totals_.faultyRuns < settings_.mostFaultyRuns && elapsed() < settings_.seconds &&
+        return !writerFailed() && totals_.faultyRuns < settings_.mostFaultyRuns && elapsed() < settings_.seconds &&
                now() - begin < settings_.round;
     };
     do {
@@ -211,9 +224,10 @@ void Runner::round(const Plan& plan) {
         }
     } while (goesOn());
     history.beginRun(); // makes room for what the writers do until they stop
-    if (!writers.stop()) {
-        failed_ = true;
-        std::printf("a writer failed: %s\n", plan.describe().c_str());
+    const bool ended = writers.stop();
+    totals_.add(journal_);
+    if (!ended) {
+        noteWriter(plan, journal_.counts().failure);
         return;
     }
     // Nobody writes any more: now all is known to the last byte.
@@ -222,18 +236,22 @@ void Runner::round(const Plan& plan) {
             runOne(plan, report, root.path(), history, true);
         }
     }
-    totals_.add(journal_);
 }
 
 bool Runner::run() {
     std::printf("seed %u\n", settings_.seed);
     std::fflush(stdout);
-    for (std::size_t i = 0;
-         i == 0 || (elapsed() < settings_.seconds && totals_.faultyRuns < settings_.mostFaultyRuns && !failed_); ++i) {
-        round(randomPlan(settings_.scenarios[i % settings_.scenarios.size()], random_));
+    for (std::size_t i = 0; i == 0 || (elapsed() < settings_.seconds && totals_.faultyRuns < settings_.mostFaultyRuns);
+         ++i) {
+        const Plan plan = randomPlan(settings_.scenarios[i % settings_.scenarios.size()], random_);
+        try {
+            round(plan);
+        } catch (const WritersNotReady& error) {
+            noteWriter(plan, error.what());
+        }
     }
     totals_.printSummary(elapsed());
-    return totals_.allFaults() == 0 && !failed_;
+    return totals_.allFaults() == 0;
 }
 
 } // namespace Soak

@@ -31,7 +31,7 @@ class Runner {
 public:
     explicit Runner(Settings settings);
 
-    /// False when anything was found, or the writers failed.
+    /// False when anything was found.
     bool run();
 
 private:
@@ -50,6 +50,8 @@ private:
     Faults check(const Plan& plan, const Report& report, const Fixtures::Outcome& outcome, const std::string& chroot,
                  History& history, const Fates& before, bool stopped);
     void note(const Plan& plan, const Report& report, const Fixtures::Outcome& outcome, const Faults& faults);
+    void noteWriter(const Plan& plan, const std::string& reason);
+    [[nodiscard]] bool writerFailed() const { return journal_.counts().failed.load() != 0; }
     [[nodiscard]] double elapsed() const;
 
     Settings settings_;
@@ -60,7 +62,6 @@ private:
     double begin_;
     double lastLine_ = 0;
     double usualRun_ = 0.003; ///< seconds that a run takes
-    bool failed_ = false;
 };
 
 } // namespace Soak

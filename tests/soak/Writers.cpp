@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,7 +24,7 @@ constexpr unsigned kReadyPolls = 120000; ///< a minute
         Incarnation(journal, plan, seed).run();
         ::_exit(0);
     } catch (const std::exception& exception) {
-        std::fprintf(stderr, "a writer failed: %s\n", exception.what());
+        std::snprintf(journal.counts().failure, sizeof Journal::Counts::failure, "%s", exception.what());
     }
     ::_exit(1);
 }
@@ -38,8 +37,10 @@ End writeUntilEnd(Journal& journal, const Plan& plan, std::mt19937& random) {
     const std::uint32_t seed = static_cast<std::uint32_t>(random());
     const std::uint32_t before = counts.incarnations.load();
     counts.leave.store(0);
+    counts.living.store(Journal::kComing);
     const pid_t pid = ::fork();
     if (pid < 0) {
+        std::snprintf(counts.failure, sizeof counts.failure, "no process for a writer");
         return End::Failed;
     }
     if (pid == 0) {
@@ -53,6 +54,7 @@ End writeUntilEnd(Journal& journal, const Plan& plan, std::mt19937& random) {
             ::usleep(kPollMicroseconds);
         }
         ::usleep(static_cast<useconds_t>(random() % (1000 * plan.longestLife)));
+        counts.living.store(Journal::kNobody);
         counts.deaths.fetch_add(1);
         killed = before != 0 && random() % 2 == 0;
         if (killed) {
@@ -63,10 +65,15 @@ End writeUntilEnd(Journal& journal, const Plan& plan, std::mt19937& random) {
     }
     int status = 0;
     ::waitpid(pid, &status, 0);
-    if (killed) {
+    counts.living.store(Journal::kNobody);
+    if (WIFEXITED(status)) {
+        return WEXITSTATUS(status) == 0 ? End::Ended : End::Failed;
+    }
+    if (killed && WTERMSIG(status) == SIGKILL) {
         return End::Killed;
     }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? End::Ended : End::Failed;
+    std::snprintf(counts.failure, sizeof counts.failure, "ended by signal %d", WTERMSIG(status));
+    return End::Failed;
 }
 
 } // namespace
@@ -92,7 +99,8 @@ Writers::Writers(const std::string& chroot, Journal& journal, const Plan& plan) 
         if (pid_ < 0 || polls == kReadyPolls || journal.counts().failed.load() != 0) {
             ::kill(pid_, SIGKILL);
             ::waitpid(pid_, nullptr, 0);
-            throw std::runtime_error("the writer is not ready");
+            throw WritersNotReady(journal.counts().failed.load() != 0 ? journal.counts().failure
+                                                                      : "the collection is not in place in time");
         }
         ::usleep(kPollMicroseconds);
     }
