@@ -77,7 +77,8 @@ Faults Runner::check(const Plan& plan, const Report& report, const Fixtures::Out
     const bool clients = name == "-w" || name == "-a";
     const bool walk = !queues && !clients && name != "-x";
     const std::vector<View>& views = history.endRun();
-    const Fates after = Fates::now(journal_);
+    const std::string path = chroot + kCollections + plan.collection;
+    const ClientsMet met{path, before, Fates::now(journal_), stopped, name == "-a"};
     Faults best;
     if (outcome.hung) {
         best.add(Fault::Hang, "ended after " + std::to_string(kHangSeconds) + " seconds");
@@ -101,19 +102,28 @@ Faults Runner::check(const Plan& plan, const Report& report, const Fixtures::Out
             totals_.elements += queue.records.size();
         }
     }
+    const bool well = outcome.clean() && outcome.status == 0 && outcome.err.empty();
+    if (clients) {
+        if (!well) {
+            best.add(Fault::Failed, outcome.describe());
+        }
+        checkClients(outcome.out, views, met, best);
+        return best;
+    }
+    const bool gone = walk && endedForGoneSlab(outcome, path);
     // It reports on one incarnation, whichever it met.
     for (std::size_t i = 0; i < views.size(); ++i) {
         const View& view = views[i];
         Faults faults;
-        if (!outcome.clean() || outcome.status != 0 || !outcome.err.empty()) {
+        // A later one was put in place while it ran.
+        const bool cut = gone && i + 1 < views.size() && views.back().from > history.from();
+        if (!well && !cut) {
             faults.add(Fault::Failed, outcome.describe());
         }
         if (walk) {
-            WalkCheck(history, view, text_, outcome.out).run(name == "-e", faults);
+            WalkCheck(history, view, text_, outcome.out).run(name == "-e", cut, faults);
         } else if (queues) {
             QueueCheck(history, view, plan).run(output, name == "-q -v", faults);
-        } else if (clients) {
-            checkClients(outcome.out, chroot + kCollections + plan.collection, view, before, after, stopped, faults);
         } else {
             checkHeaders(outcome.out, view, faults);
         }
@@ -121,6 +131,7 @@ Faults Runner::check(const Plan& plan, const Report& report, const Fixtures::Out
             best = std::move(faults);
         }
     }
+    totals_.goneSlabs += gone && best.total() == 0 ? 1U : 0U;
     return best;
 }
 

@@ -54,6 +54,9 @@ void Totals::printSummary(double seconds) const {
         "met: %llu chain restarts, %llu lookaside hits, %llu walks begun again, %llu copies of queues begun again; the "
         "longest run took %.3f seconds\n",
         wide(chainRestarts), wide(lookasideHits), wide(resizes), wide(queueRestarts), longestRun);
+    if (goneSlabs != 0) {
+        std::printf("%llu walks ended where a slab file had gone with its incarnation\n", wide(goneSlabs));
+    }
     for (unsigned fault = 0; fault < kFaults; ++fault) {
         std::printf("%llu %s, ", wide(faults[fault]), nameOf(static_cast<Fault>(fault)));
     }

@@ -24,6 +24,7 @@ struct Totals {
     std::uint64_t slabGrowths = 0;
     std::uint64_t switches = 0;
     std::uint64_t waits = 0;
+    std::uint64_t goneSlabs = 0; ///< walks that ended where a slab file had gone with its incarnation
     std::uint64_t unverifiable = 0;
     std::uint64_t foreign = 0; ///< reports on all clients that another program's files prevented
     double longestRun = 0;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "fixtures/Process.h"
 #include "soak/Faults.h"
 #include "soak/History.h"
 #include "soak/WalkText.h"
 
+#include <string>
 #include <vector>
 
 namespace Soak {
@@ -15,8 +17,9 @@ class WalkCheck {
 public:
     WalkCheck(const History& history, const View& view, const WalkText& text, const std::string& output);
 
-    /// `emptyBuckets`: whether every bucket has a line.
-    void run(bool emptyBuckets, Faults& faults);
+    /// `emptyBuckets`: whether every bucket has a line. `cut`: whether the walk ended behind the last line, so that nothing is
+    /// missing behind that.
+    void run(bool emptyBuckets, bool cut, Faults& faults);
 
 private:
     /// Where and when an element was as it was printed.
@@ -30,8 +33,8 @@ private:
 
     [[nodiscard]] Match match(const WalkText::Element& element) const;
     void checkElement(const WalkText::Element& element, bool counts, Faults& faults);
-    void checkLines(bool emptyBuckets, Faults& faults) const;
-    void checkMissing(Faults& faults) const;
+    void checkLines(bool emptyBuckets, bool cut, Faults& faults) const;
+    void checkMissing(bool cut, Faults& faults) const;
     [[nodiscard]] std::string shown(const WalkText::Element& element) const;
 
     template <typename Visit>
@@ -56,5 +59,9 @@ private:
     std::vector<char> seen_;              ///< by key: what was there before the run was printed, or cannot be told
     std::vector<std::uint64_t> inserted_; ///< key and insertion of what was printed besides
 };
+
+/// Whether a walk of the collection at `path` ended, and said so, because a slab file that its writer had made meanwhile had gone
+/// with the incarnation before it was opened.
+bool endedForGoneSlab(const Fixtures::Outcome& outcome, const std::string& path);
 
 } // namespace Soak
