@@ -116,12 +116,12 @@ Faults Runner::check(const Plan& plan, const Report& report, const Fixtures::Out
         const View& view = views[i];
         Faults faults;
         // A later one was put in place while it ran.
-        const bool cut = gone && i + 1 < views.size() && views.back().from > history.from();
-        if (!well && !cut) {
+        const bool replaced = i + 1 < views.size() && views.back().from > history.from();
+        if (!well && !(gone && replaced)) {
             faults.add(Fault::Failed, outcome.describe());
         }
         if (walk) {
-            WalkCheck(history, view, text_, outcome.out).run(name == "-e", cut, faults);
+            WalkCheck(history, view, text_, outcome.out).run(name == "-e", gone, faults);
         } else if (queues) {
             QueueCheck(history, view, plan).run(output, name == "-q -v", faults);
         } else {

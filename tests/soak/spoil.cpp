@@ -37,7 +37,30 @@ std::vector<Place> elements(const std::string& text) {
     return found;
 }
 
-bool spoil(std::string& text, const std::string& how, bool dynamic, std::mt19937& random) {
+/// Ends the walk at some line, as if a slab file had gone with its incarnation.
+void cut(Fixtures::Outcome& outcome, std::mt19937& random) {
+    outcome.out.resize(outcome.out.find("Lookaside hits: "));
+    outcome.out.resize(outcome.out.rfind('\n', random() % outcome.out.size()) + 1);
+    outcome.err =
+        std::string("halyx: SlabReader-7-?::attach() ") + std::getenv("Q7_CHROOT") +
+        "/var/shmem/halyxes/soak/slab7 is gone: a new incarnation took the collection's place, or it was removed\n";
+    outcome.status = 1;
+}
+
+/// Names nobody where somebody was named, and a process that never was the writer where nobody was.
+void spoilClients(std::string& text) {
+    const std::size_t nobody = text.find("Clients: None\n");
+    if (nobody != std::string::npos) {
+        text.resize(nobody);
+        text += "Writer: halyx_soak-1(halyx_soak) \nShadow: \nKeyshadow: \nReader: \n\n";
+    } else {
+        text.resize(text.find("Writer: "));
+        text += "Clients: None\n\n";
+    }
+}
+
+bool spoil(Fixtures::Outcome& outcome, const std::string& how, bool dynamic, std::mt19937& random) {
+    std::string& text = outcome.out;
     const std::vector<Place> all = elements(text);
     if (all.empty()) {
         return false;
@@ -63,6 +86,8 @@ bool spoil(std::string& text, const std::string& how, bool dynamic, std::mt19937
     } else if (how == "misplaced") {
         char& digit = text[place.slot];
         digit = digit == '7' ? '6' : '7';
+    } else if (how == "failed") {
+        cut(outcome, random);
     } else if (how == "false corruption") {
         constexpr std::string_view end = " 7fffffff --> none\n";
         text.replace(text.find(end, place.end), end.size(),
@@ -84,9 +109,14 @@ int main(int argc, char** argv) {
     }
     Fixtures::Outcome outcome = process.run();
     std::mt19937 random(std::random_device{}());
-    // A plain walk without options, and nothing else.
-    if (arguments.size() == 1 && arguments[0] != "-a" && random() % 4 == 0) {
-        spoil(outcome.out, std::getenv("SOAK_SPOIL"), std::getenv("SOAK_DYNAMIC")[0] == '1', random);
+    const std::string how = std::getenv("SOAK_SPOIL");
+    // A plain walk without options, or the report on one collection's clients, and nothing else.
+    if (how == "unnamed") {
+        if (arguments[0] == "-w" && random() % 4 == 0) {
+            spoilClients(outcome.out);
+        }
+    } else if (arguments.size() == 1 && arguments[0] != "-a" && random() % 4 == 0) {
+        spoil(outcome, how, std::getenv("SOAK_DYNAMIC")[0] == '1', random);
     }
     std::fwrite(outcome.out.data(), 1, outcome.out.size(), stdout);
     std::fwrite(outcome.err.data(), 1, outcome.err.size(), stderr);
