@@ -9,6 +9,7 @@ namespace Soak {
 namespace {
 
 constexpr useconds_t kWaitMicroseconds = 100;
+constexpr unsigned kMostWaits = 600000; ///< a minute
 
 } // namespace
 
@@ -91,10 +92,15 @@ void History::beginRun() {
 }
 
 const std::vector<View>& History::endRun() {
-    const Journal::Counts& counts = journal_->counts();
+    Journal::Counts& counts = journal_->counts();
     to_ = counts.begun.load(std::memory_order_acquire);
     // What a killed writer had begun counts as done once the next one has begun; the last writer is not killed.
-    while (counts.done.load(std::memory_order_acquire) < to_ && counts.failed.load() == 0) {
+    for (unsigned waits = 0; counts.done.load(std::memory_order_acquire) < to_ && counts.failed.load() == 0; ++waits) {
+        if (waits == kMostWaits) {
+            std::snprintf(counts.failure, sizeof counts.failure, "stands still in step %llu",
+                          static_cast<unsigned long long>(to_));
+            counts.failed.store(1);
+        }
         ::usleep(kWaitMicroseconds);
     }
     views_.clear();

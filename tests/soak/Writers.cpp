@@ -120,6 +120,10 @@ bool Writers::stop() {
         int status = 0;
         ::waitpid(pid_, &status, 0);
         pid_ = -1;
+        Journal::Counts& counts = journal_->counts();
+        if (status != 0 && counts.failed.exchange(1) == 0) {
+            std::snprintf(counts.failure, sizeof counts.failure, "their parent ended with wait status %d", status);
+        }
     }
     return journal_->counts().failed.load() == 0;
 }
