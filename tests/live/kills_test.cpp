@@ -217,7 +217,7 @@ protected:
                                      {"-e", "-p", "killed"},
                                      {"-e", "-j", "killed"},
                                      {"-c", std::to_string(::getpid())}};
-        const unsigned which = reports_ % std::size(reports);
+        const auto which = static_cast<unsigned>(reports_ % std::size(reports));
         const Outcome outcome = run(reports[which]);
         expectClean(outcome);
         if (ofOthers(outcome)) {
