@@ -3,12 +3,11 @@
 #include "Halyx/BucketTableLayout.h"
 #include "Halyx/ConquerTableLayout.h"
 #include "Norvu/Exception.h"
-#include "Norvu/Hash.h"
 #include "Norvu/Text.h"
+#include "writer/Checksums.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 
 namespace Halyx::Writer {
 
@@ -53,13 +52,6 @@ void expectSize(const Mem::Shared& file, std::uint64_t needed, const std::string
                                                            " bytes, expected " + std::to_string(needed) + " for " +
                                                            why);
     }
-}
-
-template <typename Field>
-std::uint32_t hashOf(const Field& field) {
-    char bytes[sizeof field];
-    std::memcpy(bytes, &field, sizeof field);
-    return Norvu::Util::hash(bytes, sizeof bytes);
 }
 
 /// The text of a header's name field, which must end inside the field.
@@ -111,8 +103,7 @@ void ExistingCollection::checkSlots() {
            std::to_string(Layout::kSlotTableVersion));
     expect(header_.platform == Layout::kSlotTablePlatform, file, offsetof(SlotTableHeader, platform), header_.platform,
            std::to_string(Layout::kSlotTablePlatform));
-    const std::uint32_t sum = hashOf(header_.valueType) + hashOf(header_.classType) + hashOf(header_.valueSize) +
-                              hashOf(header_.slotSize) + hashOf(header_.maxSlots) + hashOf(header_.flags);
+    const std::uint32_t sum = checksumOf(header_);
     if (header_.hash != sum) {
         damaged(file, offsetof(SlotTableHeader, hash), hex(header_.hash), "the checksum " + hex(sum));
     }
@@ -173,7 +164,7 @@ ExistingCollection::Slab& ExistingCollection::slab(unsigned number) const {
         file->view().copy(0, &header, sizeof header);
         expect(header.version == Plask::Layout::kSlabVersion, *file, offsetof(SlabHeader, version), header.version,
                std::to_string(Plask::Layout::kSlabVersion));
-        const std::uint32_t sum = hashOf(header.entrySize);
+        const std::uint32_t sum = checksumOf(header.entrySize);
         if (header.checksum != sum) {
             damaged(*file, offsetof(SlabHeader, checksum), hex(header.checksum), "the checksum " + hex(sum));
         }

@@ -1,12 +1,11 @@
 #include "writer/SlabFile.h"
 
 #include "Norvu/Exception.h"
-#include "Norvu/Hash.h"
+#include "writer/Checksums.h"
 #include "writer/CollectionDirectory.h"
 #include "writer/Growth.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace Halyx::Writer {
 
@@ -39,9 +38,7 @@ SlabFile::SlabFile(const CollectionDirectory& directory, unsigned number, std::u
     header.version = Plask::Layout::kSlabVersion;
     header.fenix = fenix;
     header.entrySize = entrySize_;
-    char bytes[sizeof entrySize_];
-    std::memcpy(bytes, &entrySize_, sizeof bytes);
-    header.checksum = Norvu::Util::hash(bytes, sizeof bytes);
+    header.checksum = checksumOf(header.entrySize);
     header.freeList = Plask::Layout::kNoFreeEntry;
     file_.view().fill(0, &header, sizeof header);
     try {

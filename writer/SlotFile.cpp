@@ -1,10 +1,8 @@
 #include "writer/SlotFile.h"
 
-#include "Norvu/Hash.h"
+#include "writer/Checksums.h"
 #include "writer/CollectionDirectory.h"
 #include "writer/Growth.h"
-
-#include <cstring>
 
 namespace Halyx::Writer {
 
@@ -12,13 +10,6 @@ namespace {
 
 constexpr std::uint32_t kSlabOffsetSize = 4;
 constexpr std::size_t kStateOffset = offsetof(Layout::SlotRecord, state);
-
-template <typename Field>
-std::uint32_t hashOf(const Field& field) {
-    char bytes[sizeof field];
-    std::memcpy(bytes, &field, sizeof field);
-    return Norvu::Util::hash(bytes, sizeof bytes);
-}
 
 } // namespace
 
@@ -43,8 +34,7 @@ void SlotFile::writeHeader(const Options& options, SharedMem::FenixId fenix) {
     header.slotSize = options.slotSize;
     header.maxSlots = options.maxSlots;
     header.flags = (options.dynamic ? Layout::kSlotFlagDynamic : 0) | (options.conquer ? Layout::kSlotFlagConquer : 0);
-    header.hash = hashOf(header.valueType) + hashOf(header.classType) + hashOf(header.valueSize) +
-                  hashOf(header.slotSize) + hashOf(header.maxSlots) + hashOf(header.flags);
+    header.hash = checksumOf(header);
     header.freeSlots = Layout::kNoFreeSlot;
     header.numSlots = count_;
     header.lookaside.next = SlotLink{0, kEndOfChain};
