@@ -5,6 +5,7 @@
 #include <halyx/Writer.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
