@@ -132,11 +132,11 @@ public:
         return "Inserts, replaces and erases elements at random, whose values can be checked.";
     }
     const char* description() const override {
-        return "A value of type ChurnValue has its key, a sequence number and a checksum; writer/README.md says where. "
-               "Stable keys\n"
-               "are 0 to N - 1, the others follow. A full table or disk is counted and the writing goes on. A summary "
-               "is printed at\n"
-               "the end.\n";
+        return "A value of type ChurnValue, or ChurnRecord with --dynamic, has its key, a sequence number and a "
+               "checksum;\n"
+               "halyx-writer(1) says where. Stable keys are 0 to N - 1, the others follow. A full table or disk is "
+               "counted\n"
+               "and the writing goes on. A summary is printed at the end.\n";
     }
     std::vector<OptionDescription> options() const override {
         return {

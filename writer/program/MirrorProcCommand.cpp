@@ -40,11 +40,11 @@ public:
     const char* description() const override {
         return "An element is a process, a dynamic value of type ProcessRecord: pid, parent, state, threads, resident "
                "bytes, start\n"
-               "time and command; writer/README.md says where.\n";
+               "time and command; halyx-writer(1) says where.\n";
     }
     std::vector<OptionDescription> options() const override {
         return {
-            {"--interval", "S", "seconds from one look at the processes to the next; default 1"},
+            {"--interval", "S", "seconds from one look at the processes to the next, at least 0.01; default 1"},
             {"--seconds", "S", "how long; default: until stopped"},
             {"--root", "DIRECTORY", "where the process table is; default /proc"},
             {"--conquer", "", "with notification queues"},
