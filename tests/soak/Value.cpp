@@ -1,11 +1,16 @@
 #include "soak/Value.h"
 
+#include "fixtures/Take.h"
+
 #include <charconv>
 #include <cstring>
 
 namespace Soak {
 
 namespace {
+
+using Fixtures::take;
+using Fixtures::takeNumber;
 
 std::uint64_t mixed(std::uint64_t value) {
     value = (value ^ (value >> 30)) * 0xbf58476d1ce4e5b9U;
@@ -38,23 +43,6 @@ const Frame& frameOf(Style style, bool dynamic) {
     static const Frame pretty[2] = {{std::string(typeName(false)) + "{ key: ", " version: ", " filler: ", " }"},
                                     {std::string(typeName(true)) + "{ key: ", " version: ", " filler: ", " }"}};
     return style == Style::Json ? json : pretty[dynamic ? 1 : 0];
-}
-
-bool take(std::string_view& text, std::string_view prefix) {
-    if (text.substr(0, prefix.size()) != prefix) {
-        return false;
-    }
-    text.remove_prefix(prefix.size());
-    return true;
-}
-
-bool takeDecimal(std::string_view& text, std::uint64_t& number) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{}) {
-        return false;
-    }
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return true;
 }
 
 /// Eight bytes in memory order.
@@ -124,7 +112,7 @@ bool readHead(std::string_view text, Style style, bool dynamic, std::uint64_t& k
         return takeHexWord(text, key) && takeHexWord(text, version);
     }
     const Frame& frame = frameOf(style, dynamic);
-    return take(text, frame.begin) && takeDecimal(text, key) && take(text, frame.middle) && takeDecimal(text, version);
+    return take(text, frame.begin) && takeNumber(text, key) && take(text, frame.middle) && takeNumber(text, version);
 }
 
 const char* typeName(bool dynamic) {

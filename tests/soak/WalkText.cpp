@@ -1,28 +1,13 @@
 #include "soak/WalkText.h"
 
-#include <charconv>
+#include "fixtures/Take.h"
 
 namespace Soak {
 
 namespace {
 
-bool take(std::string_view& text, std::string_view prefix) {
-    if (text.substr(0, prefix.size()) != prefix) {
-        return false;
-    }
-    text.remove_prefix(prefix.size());
-    return true;
-}
-
-template <typename Number>
-bool takeNumber(std::string_view& text, Number& value, int base) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc{} || text[0] == '-') {
-        return false;
-    }
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return true;
-}
+using Fixtures::take;
+using Fixtures::takeNumber;
 
 bool isStatistic(std::string_view line, std::string_view label, long long& number) {
     return take(line, label) && takeNumber(line, number, 10) && line.empty();
