@@ -177,7 +177,7 @@ public:
         options.slabEntries = from;
         options.notifications = arguments.number32("--notifications", from, 1);
         options.maxNotifications = std::max(options.notifications, kMostNotifications);
-        options.maxSlots = arguments.number32("--max-slots", 0);
+        options.maxSlots = arguments.number32("--max-slots", 0, 1);
         options.keyOf = churnKeyOf;
 
         const std::string& name = arguments.operands()[0];

@@ -68,7 +68,7 @@ public:
         options.dynamic = arguments.has("--dynamic");
         options.buckets = arguments.number32("--buckets", 64, 1);
         options.slots = arguments.number32("--slots", 64);
-        options.maxSlots = arguments.number32("--max-slots", 0);
+        options.maxSlots = arguments.number32("--max-slots", 0, 1);
         options.conquer = arguments.has("--conquer");
         const bool json = isJson(arguments.text("--format"), file);
 

@@ -80,6 +80,16 @@ TEST_F(WriterProgramTest, MisuseReturnsTwo) {
     expectFailure(
         run({"attach", "x", "--as", "writer"}), 2,
         "attach: option '--as' needs reader, shadow or keyshadow, not 'writer'; see halyx-writer attach --help");
+    for (const char* const command : {"create", "load", "churn"}) {
+        std::vector<std::string> words{command, "x", "--max-slots", "0"};
+        if (words[0] != "churn") {
+            words.insert(words.end(), {"--type", "U8"});
+        }
+        expectFailure(run(words), 2,
+                      words[0] +
+                          ": option '--max-slots' needs a number from 1 to 4294967295, not '0'; see halyx-writer " +
+                          words[0] + " --help");
+    }
     EXPECT_TRUE(filesIn(root_.collections()).empty());
 }
 
