@@ -11,9 +11,10 @@
 #include "writer/SlabSet.h"
 #include "writer/SlotFile.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <filesystem>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_map>
 
@@ -120,7 +121,12 @@ std::unique_ptr<Collection> Collection::restart(const std::string& name, Options
 
 std::string Collection::valueTypeOf(const std::string& name) {
     const std::string path = collectionsRoot() + "/" + CollectionDirectory::collectionName(name);
-    if (!std::filesystem::exists(path + "/" + Layout::kSlotsFile)) {
+    const std::string slots = path + "/" + Layout::kSlotsFile;
+    struct stat status {};
+    if (::stat(slots.c_str(), &status) != 0) {
+        if (errno != ENOENT && errno != ENOTDIR) {
+            throwSystemError("cannot open " + slots, errno);
+        }
         return {};
     }
     Options options;
@@ -149,7 +155,15 @@ std::string_view Collection::valueOf(std::uint32_t slot) const {
     return files_->slabs ? files_->slabs->value(offsetIn(stored)) : stored;
 }
 
-/// Walks the chains that can hold the key. The steps are bounded, since a chain that somebody else damaged may not end.
+/// A chain that somebody else has written into may lead anywhere, and may not end: no walk makes more steps than there are slots.
+void Collection::checkStep(std::uint32_t bucket, std::uint32_t slot, std::uint32_t steps) const {
+    if (slot >= files_->slots.count() || steps >= files_->slots.count()) {
+        Norvu::CorruptionDetectedException::throwException(directory_->path() + ": the chain of bucket " +
+                                                           std::to_string(bucket) + " has been damaged");
+    }
+}
+
+/// Walks the chains that can hold the key.
 std::optional<Collection::Found> Collection::locate(std::string_view key) const {
     const Files& files = this->files();
     const bool byIndex = !options_.keyOf;
@@ -167,10 +181,7 @@ std::optional<Collection::Found> Collection::locate(std::string_view key) const 
         std::int32_t index = holder.load().index;
         for (std::uint32_t steps = 0; index >= 0; ++steps) {
             const auto slot = static_cast<std::uint32_t>(index);
-            if (slot >= files.slots.count() || steps >= files.slots.count()) {
-                Norvu::CorruptionDetectedException::throwException(directory_->path() + ": the chain of bucket " +
-                                                                   std::to_string(bucket) + " has been damaged");
-            }
+            checkStep(bucket, slot, steps);
             if (byIndex ? slot == wanted : options_.keyOf(valueOf(slot)) == key) {
                 found = Found{slot, holder};
                 return true;
@@ -297,9 +308,11 @@ bool Collection::erase(std::string_view key) {
 
 void Collection::forEach(const std::function<void(std::string_view)>& visit) const {
     const Files& files = this->files();
+    std::uint32_t steps = 0; // of all chains together: each slot is in one of them at most
     for (std::uint32_t bucket = 0; bucket < files.buckets.count(); ++bucket) {
-        for (std::int32_t index = files.buckets.head(bucket).load().index; index >= 0;) {
+        for (std::int32_t index = files.buckets.head(bucket).load().index; index >= 0; ++steps) {
             const auto slot = static_cast<std::uint32_t>(index);
+            checkStep(bucket, slot, steps);
             visit(valueOf(slot));
             index = files.slots.next(slot).load().index;
         }

@@ -33,12 +33,13 @@ public:
 
     /// Makes a new incarnation of an existing collection with all its elements, of which `options.keyOf` gives the keys, and
     /// puts it in place. What describes the collection (types, sizes, flags, limits) is taken from it and not from
-    /// `options`; a valueType given there must be the collection's. Also after a writer that was killed. Throws RefusedException when there is none, and
-    /// Norvu::CorruptionDetectedException, naming file, offset, value and expectation, when it is damaged; it stays then.
+    /// `options`; a valueType given there must be the collection's. Also after a writer that was killed. Throws RefusedException
+    /// when there is none, and Norvu::CorruptionDetectedException, naming file, offset, value and expectation, when it is
+    /// damaged; it stays then.
     static std::unique_ptr<Collection> restart(const std::string& name, Options options);
 
-    /// The type of the values of the collection `name`; empty when there is no such collection. Throws RefusedException when its
-    /// files are broken.
+    /// The type of the values of the collection `name`; empty when there is no such collection. Throws RefusedException when that
+    /// cannot be a name, Norvu::CorruptionDetectedException when the files are damaged, and as throwSystemError does.
     static std::string valueTypeOf(const std::string& name);
 
     /// Closes what close() has not; removes the files when it was never published.
@@ -50,7 +51,8 @@ public:
     void publish();
 
     /// Inserts an element, or replaces the value of the one with that key. A static collection's values all have valueSize
-    /// bytes, a dynamic one's at most that. With `keyOf`, `key` must be what it finds in `value`.
+    /// bytes, a dynamic one's at most that. With `keyOf`, `key` must be what it finds in `value`. Neither may lie in this
+    /// collection's own files: a growth maps them elsewhere.
     PutResult put(std::string_view key, std::string_view value);
     /// For a new element only, or for a known one only: false, and nothing has changed, when it is not that.
     bool insert(std::string_view key, std::string_view value);
@@ -63,8 +65,8 @@ public:
     /// Every element's value, each once, in no order. `visit` changes nothing.
     void forEach(const std::function<void(std::string_view value)>& visit) const;
 
-    /// Ends the writing: frees what rested, unmaps, gives up the lock. The files stay, for readers and for a restart. Nothing
-    /// else may be called afterwards.
+    /// Ends the writing: frees what rested, unmaps, gives up the lock. The files stay, for readers and for a restart. Whatever
+    /// needs them afterwards throws RefusedException.
     void close();
 
     [[nodiscard]] Stats stats() const;
@@ -80,6 +82,7 @@ private:
     [[nodiscard]] Files& files() const;
     [[nodiscard]] std::optional<Found> locate(std::string_view key) const;
     [[nodiscard]] std::string_view valueOf(std::uint32_t slot) const;
+    void checkStep(std::uint32_t bucket, std::uint32_t slot, std::uint32_t steps) const;
     void checkSize(std::string_view value) const;
     std::optional<PutResult> store(std::string_view key, std::string_view value, std::optional<PutResult> wanted);
     void replaceSlot(std::uint32_t slot, std::string_view value);

@@ -4,7 +4,6 @@
 #include "writer/Collection.h"
 #include "writer/Errors.h"
 
-#include <filesystem>
 #include <utility>
 
 namespace halyx {
@@ -26,8 +25,6 @@ decltype(auto) translated(Work&& work) {
         throw DamagedError(exception.msg());
     } catch (const Norvu::Exception& exception) {
         throw SystemError(exception.msg());
-    } catch (const std::filesystem::filesystem_error& exception) {
-        throw SystemError(exception.what());
     }
 }
 

@@ -5,6 +5,8 @@
 #include <halyx/Writer.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <thread>
@@ -205,13 +207,48 @@ TEST_F(PublicWriter, TellsWhatIsDamagedAndLeavesIt) {
     slots[0] = 'X';
     Fixtures::writeFile(pathOf("quotes/slots"), slots);
     expectThrown<halyx::DamagedError>([&] { halyx::Writer::open("quotes", quotes()); }, "slots");
+    expectThrown<halyx::DamagedError>([&] { (void)halyx::Writer::valueTypeOf("quotes"); }, "slots");
     EXPECT_EQ(Fixtures::readFile(pathOf("quotes/slots")), slots);
     EXPECT_EQ(besideRoot(), std::vector<std::string>{"halyxes"});
 }
 
+TEST_F(PublicWriter, TellsThatSomebodyHasOverwrittenAChain) {
+    halyx::Options options = quotes();
+    options.buckets = 1;
+    options.growBuckets = false;
+    halyx::Writer writer = halyx::Writer::create("quotes", options);
+    writer.put(halyx::bytesOf(quote("tea", 1)));
+    writer.put(halyx::bytesOf(quote("sugar", 2)));
+    writer.publish();
+    int visits = 0;
+    const auto visit = [&](std::string_view) {
+        if (++visits > 5000) {
+            throw std::out_of_range("the walk does not end");
+        }
+    };
+    // "tea" is in slot 0 and the last of the only chain; what follows it is at 4 in the slot.
+    const auto leadTo = [&](std::int32_t slot) {
+        std::fstream file(pathOf("quotes/slots"), std::ios::in | std::ios::out | std::ios::binary);
+        const std::uint32_t array = (writer.options().slotSize + 199) / 8 * 8;
+        file.seekp(array + 4).write(reinterpret_cast<const char*>(&slot), sizeof slot).flush();
+        ASSERT_TRUE(file.good());
+    };
+    writer.forEach(visit);
+    EXPECT_EQ(visits, 2);
+    for (const std::int32_t slot : {0, 1, 1024, 0x7fffffff}) {
+        leadTo(slot);
+        visits = 0;
+        expectThrown<halyx::DamagedError>([&] { writer.forEach(visit); }, "the chain of bucket 0 has been damaged");
+        expectThrown<halyx::DamagedError>([&] { (void)writer.find(keyOf(quote("none", 0))); }, "has been damaged");
+    }
+}
+
 TEST_F(PublicWriter, TellsWhatTheSystemSays) {
+    expectThrown<halyx::SystemError>([] { (void)halyx::Writer::valueTypeOf(std::string(300, 'n')); },
+                                     "errno: File name too long");
     Fixtures::writeFile(root_.file("file"), "");
     ::setenv("Q7_CHROOT", root_.file("file").c_str(), 1);
+    EXPECT_EQ(halyx::Writer::valueTypeOf("quotes"), "");
     expectThrown<halyx::SystemError>([&] { halyx::Writer::create("quotes", quotes()); }, "errno: Not a directory");
 }
 
@@ -220,6 +257,10 @@ TEST_F(PublicWriter, HandsOnWhatAVisitorThrows) {
     writer.put(halyx::bytesOf(quote("tea", 1)));
     expectThrown<std::out_of_range>([&] { writer.forEach([](std::string_view) { throw std::out_of_range("mine"); }); },
                                     "mine");
+    // Also what looks as if it came from inside of the library.
+    const std::filesystem::filesystem_error own("mine", std::error_code());
+    expectThrown<std::filesystem::filesystem_error>([&] { writer.forEach([&](std::string_view) { throw own; }); },
+                                                    "mine");
     EXPECT_EQ(volumeOf(writer, "tea"), 1U);
 }
 

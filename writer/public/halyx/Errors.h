@@ -9,7 +9,7 @@
 namespace halyx {
 
 /// The base of what this library throws on purpose; what() is one line for a person. Unless a class below says otherwise, the
-/// operation that threw has changed nothing and the writer can be used on. What a function of your own throws (a KeyOf, a
+/// operation that threw has changed no collection and the writer can be used on. What a function of your own throws (a KeyOf, a
 /// visitor), and std::bad_alloc, pass through as they are.
 class HALYX_API Error : public std::runtime_error {
 public:

@@ -28,17 +28,18 @@ struct Options {
     /// The path of that description, when it is to be held against valueSize; it is read once. Empty: it is not.
     std::string description;
     std::string classType; ///< at most 63 bytes; may be empty
-    /// Of every value of a static collection, of the largest of a dynamic one. 0: as the description, or the built-in type, says.
+    /// Of every value of a static collection, of the largest of a dynamic one; at most 16 MiB. 0: as the description, or the
+    /// built-in type, says.
     std::uint32_t valueSize = 0;
     /// A static collection keeps values in its slots, all of one size; while one is replaced, its former bytes stand in the
     /// table's lookaside slot, so that no reader meets half of each. A dynamic one keeps them in slabs, each in an entry of about
     /// its size, and replaces a value by another entry.
     bool dynamic = false;
-    std::uint32_t slotSize = 0; ///< 0: as small as can be; else a multiple of 8, at least that
+    std::uint32_t slotSize = 0; ///< 0: as small as can be; else a multiple of 8, at least that and at most 32 MiB
 
     std::uint32_t buckets = 1024;
     bool growBuckets = true;    ///< whether the bucket table doubles when it has fewer buckets than elements
-    std::uint32_t slots = 1024; ///< slots to begin with
+    std::uint32_t slots = 1024; ///< slots to begin with, or maxSlots if that is less
     std::uint32_t maxSlots = 0; ///< 0: as many as a file can hold
 
     bool conquer = false; ///< whether there are notification queues: every change of an element is noted there
@@ -47,7 +48,7 @@ struct Options {
         0; ///< records to which a queue grows before the other takes over; 0: 8 times as many
 
     /// The payload sizes of slab0, slab1 and so on, at most 32 of them, each larger than the one before and a multiple of 8; the
-    /// last at least valueSize. Empty: 16, 32, 64 and so on up to valueSize.
+    /// last at least valueSize and at most 32 MiB. Empty: 16, 32, 64 and so on up to valueSize.
     std::vector<std::uint32_t> slabPayloads;
     std::uint32_t slabEntries = 64; ///< entries of a slab file to begin with
 

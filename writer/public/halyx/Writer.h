@@ -43,7 +43,7 @@ std::string_view bytesOf(const T& value) {
 /// A collection in the hands of its one writer: its files, mapped, and the lock that keeps other writers off.
 ///
 /// Names. A collection's name is its path below the collections' root, /var/shmem/halyxes (below the directory in Q7_CHROOT when
-/// that is set), or that full path. Missing directories are made.
+/// that is set), or that full path. Missing directories above it are made, and stay when what follows fails.
 ///
 /// Life. create() makes the files beside the root, where no reader looks; publish() puts them in place by one rename, and an
 /// older incarnation goes; close() or the destructor ends the writing. What was never published is removed, what was published
@@ -70,22 +70,25 @@ public:
     /// such collection, and DamagedError.
     static Writer open(const std::string& name, const Options& options);
 
-    /// The type of the values of a collection; empty when there is no such collection. Throws RefusedError when its files are
-    /// broken.
+    /// The type of the values of a collection; empty when there is no such collection. Throws RefusedError (name), DamagedError,
+    /// FullError, SystemError.
     static std::string valueTypeOf(const std::string& name);
 
+    /// Every call of a writer that was moved from throws RefusedError.
     Writer(Writer&& other) noexcept;
     Writer& operator=(Writer&& other) noexcept;
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
     ~Writer();
 
-    /// Puts what create() made in place of the older incarnation, whose files are removed. Once. Throws SystemError.
+    /// Puts what create() made in place of the older incarnation, whose files are removed. Once; what open() gave is in place.
+    /// Throws SystemError.
     void publish();
 
     /// Inserts an element, or replaces the value of the one with that key. A static collection's values all have valueSize
-    /// bytes, a dynamic one's at most that. With options().keyOf, `key` must be what it finds in `value`. Throws RefusedError
-    /// (size), FullError, DamagedError.
+    /// bytes, a dynamic one's at most that. With options().keyOf, `key` must be what it finds in `value`; this is not checked, and
+    /// an element stored under another key is never found again. Neither may be what find() or forEach() gave: a growth moves
+    /// that, so copy it first. Throws RefusedError (size), FullError, DamagedError, SystemError.
     PutResult put(std::string_view key, std::string_view value);
     /// The same with the key that options().keyOf finds; RefusedError without one.
     PutResult put(std::string_view value);
@@ -98,11 +101,12 @@ public:
 
     /// The value, good until the next change. Throws DamagedError.
     [[nodiscard]] std::optional<std::string_view> find(std::string_view key) const;
-    /// Every element's value, each once, in no order. `visit` changes nothing.
+    /// Every element's value, each once, in no order. `visit` may not change the collection. Throws DamagedError, and what `visit`
+    /// throws.
     void forEach(const std::function<void(std::string_view value)>& visit) const;
 
-    /// Ends the writing; the files stay if they were published. Whatever changes or looks for an element then throws
-    /// RefusedError; name() and options() still answer.
+    /// Ends the writing; the files stay if they were published. Every later call but name() and options() throws RefusedError, a
+    /// second close() too.
     void close();
 
     [[nodiscard]] Stats stats() const;
