@@ -22,8 +22,8 @@ struct Case {
 /// Cases of one kind, numbered from 0: `make` puts number `i` below the root and says in the case what it did.
 struct Group {
     std::string category;
-    std::uint64_t count = 0;
-    std::function<void(std::uint64_t i, const Fixtures::ScratchRoot& root, Case& made)> make;
+    std::size_t count = 0;
+    std::function<void(std::size_t i, const Fixtures::ScratchRoot& root, Case& made)> make;
 };
 
 } // namespace Hostile

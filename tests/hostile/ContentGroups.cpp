@@ -52,7 +52,7 @@ void write(const ScratchRoot& root, Case& made, const CollectionBuilder& builder
 /// One head and one link inside a chain, each at every index worth trying: loops, crossings and ways out.
 void addLinks(std::vector<Group>& groups, Kind kind) {
     groups.push_back(
-        {"links", (kBuckets + kSlots) * kLinks.size(), [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+        {"links", (kBuckets + kSlots) * kLinks.size(), [=](std::size_t i, const ScratchRoot& root, Case& made) {
              CollectionBuilder builder = soundBuilder(kind);
              const auto place = static_cast<std::uint32_t>(i / kLinks.size());
              const std::int32_t to = kLinks.at(i % kLinks.size());
@@ -70,27 +70,26 @@ void addLinks(std::vector<Group>& groups, Kind kind) {
 /// Every pair of links of a chain of four, among four slots and two ways out.
 void addShapes(std::vector<Group>& groups) {
     constexpr std::uint64_t kEnds = 6;
-    groups.push_back(
-        {"chains", kEnds * kEnds * kEnds * kEnds, [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
-             static constexpr std::array<std::int32_t, kEnds> to = {0, 1, 2, 3, -1, 6};
-             CollectionBuilder builder = soundBuilder(Kind::Static);
-             std::string what = "all heads lead to slot 0, slots 0 to 3 lead to";
-             for (std::uint32_t bucket = 0; bucket < kBuckets; ++bucket) {
-                 builder.head(bucket, 0);
-             }
-             for (std::uint32_t slot = 0; slot < 4; ++slot, i /= kEnds) {
-                 builder.next(slot, to.at(i % kEnds));
-                 what += " " + link(to.at(i % kEnds));
-             }
-             write(root, made, builder, Kind::Static, what);
-         }});
+    groups.push_back({"chains", kEnds * kEnds * kEnds * kEnds, [=](std::size_t i, const ScratchRoot& root, Case& made) {
+                          static constexpr std::array<std::int32_t, kEnds> to = {0, 1, 2, 3, -1, 6};
+                          CollectionBuilder builder = soundBuilder(Kind::Static);
+                          std::string what = "all heads lead to slot 0, slots 0 to 3 lead to";
+                          for (std::uint32_t bucket = 0; bucket < kBuckets; ++bucket) {
+                              builder.head(bucket, 0);
+                          }
+                          for (std::uint32_t slot = 0; slot < 4; ++slot, i /= kEnds) {
+                              builder.next(slot, to.at(i % kEnds));
+                              what += " " + link(to.at(i % kEnds));
+                          }
+                          write(root, made, builder, Kind::Static, what);
+                      }});
 }
 
 /// Circles of many slots, which a walk without an idea would follow for ever in every bucket.
 void addCircles(std::vector<Group>& groups) {
     static constexpr std::array<std::uint32_t, 8> kSizes = {1, 2, 3, 7, 64, 511, 3000, 10000};
     static constexpr std::uint32_t kMostShared = 1000;
-    groups.push_back({"circles", kSizes.size() * 4, [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"circles", kSizes.size() * 4, [=](std::size_t i, const ScratchRoot& root, Case& made) {
                           const bool every = (i & 1) != 0;
                           // What is printed grows with the square where every bucket runs into the circle.
                           const std::uint32_t size = every ? std::min(kSizes.at(i / 4), kMostShared) : kSizes.at(i / 4);
@@ -113,9 +112,9 @@ void addCircles(std::vector<Group>& groups) {
 void addPayloads(std::vector<Group>& groups) {
     static constexpr std::array<std::uint32_t, 16> kSizes = {
         0, 1, 4, 31, 32, 33, 63, 64, 65, 72, 4096, 0x7fffffff, 0x80000000, 0x80000001, 0xffffffff, 0xffffffc0};
-    groups.push_back({"payload sizes", kSizes.size() * 6, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"payload sizes", kSizes.size() * 6, [](std::size_t i, const ScratchRoot& root, Case& made) {
                           Files files = soundFiles(Kind::Dynamic);
-                          const std::uint64_t entry = i / kSizes.size();
+                          const std::size_t entry = i / kSizes.size();
                           const std::uint32_t size = kSizes.at(i % kSizes.size());
                           const std::string slab = entry < 4 ? "slab0" : "slab3";
                           storeWord(files[slab], entry < 4 ? 40 + 72 * entry : 40 + 40 * (entry - 4), size);
@@ -127,27 +126,26 @@ void addPayloads(std::vector<Group>& groups) {
 
 void addOffsets(std::vector<Group>& groups) {
     static constexpr std::array<std::uint32_t, 6> kIndices = {0, 1, 3, 4, 5, 0x7ffffff};
-    groups.push_back(
-        {"slab offsets", 32 * kIndices.size() * 2, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
-             CollectionBuilder builder = soundBuilder(Kind::Dynamic);
-             const bool lookaside = i % 2 != 0;
-             const auto slab = static_cast<unsigned>(i / 2 % 32);
-             const std::uint32_t index = kIndices.at(i / 64);
-             const Plask::Layout::SlabOffset offset(slab, index);
-             if (lookaside) {
-                 builder.lookaside(bytesOf(offset));
-             } else {
-                 builder.offset(3, slab, index);
-             }
-             write(root, made, builder, Kind::Dynamic,
-                   std::string(lookaside ? "the lookaside value" : "slot 3") + " is entry " + std::to_string(index) +
-                       " of slab " + std::to_string(slab));
-         }});
+    groups.push_back({"slab offsets", 32 * kIndices.size() * 2, [](std::size_t i, const ScratchRoot& root, Case& made) {
+                          CollectionBuilder builder = soundBuilder(Kind::Dynamic);
+                          const bool lookaside = i % 2 != 0;
+                          const auto slab = static_cast<unsigned>(i / 2 % 32);
+                          const std::uint32_t index = kIndices.at(i / 64);
+                          const Plask::Layout::SlabOffset offset(slab, index);
+                          if (lookaside) {
+                              builder.lookaside(bytesOf(offset));
+                          } else {
+                              builder.offset(3, slab, index);
+                          }
+                          write(root, made, builder, Kind::Dynamic,
+                                std::string(lookaside ? "the lookaside value" : "slot 3") + " is entry " +
+                                    std::to_string(index) + " of slab " + std::to_string(slab));
+                      }});
 }
 
 /// Names in the slot table's header: every byte in the middle and at the end of the field, and names that would lead astray.
 void addNames(std::vector<Group>& groups) {
-    groups.push_back({"bytes of names", 256 * 4, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"bytes of names", 256 * 4, [](std::size_t i, const ScratchRoot& root, Case& made) {
                           CollectionBuilder builder = soundBuilder(Kind::Static);
                           const bool whole = (i & 1) != 0;
                           char* field = (i & 2) != 0 ? builder.slotsHeader.classType : builder.slotsHeader.valueType;
@@ -183,7 +181,7 @@ void addNames(std::vector<Group>& groups) {
                                                    "\xe2\x80\xae",
                                                    "\xc2\x9b",
                                                    "\r\nU64"};
-    groups.push_back({"names", names.size() * 2, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"names", names.size() * 2, [](std::size_t i, const ScratchRoot& root, Case& made) {
                           CollectionBuilder builder = soundBuilder(Kind::Static);
                           const std::string& name = names.at(i / 2);
                           char* field = i % 2 == 0 ? builder.slotsHeader.valueType : builder.slotsHeader.classType;

@@ -23,7 +23,7 @@ void must(bool good, const std::string& what) {
 
 /// Every byte that a directory's name may have, alone, in the middle and twice.
 void addNames(std::vector<Group>& groups) {
-    groups.push_back({"bytes of directory names", 255 * 3, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"bytes of directory names", 255 * 3, [](std::size_t i, const ScratchRoot& root, Case& made) {
                           const auto byte = static_cast<char>(i / 3 + 1);
                           if (byte == '/') {
                               made.skipped = "no name has this byte";
@@ -66,7 +66,7 @@ void makeDeep(const ScratchRoot& root, unsigned depth, const std::string& name) 
 
 void addDepths(std::vector<Group>& groups) {
     static constexpr std::array<unsigned, 12> kDepths = {1, 2, 10, 100, 150, 900, 1020, 1100, 1900, 2100, 4000, 6000};
-    groups.push_back({"deep directories", kDepths.size() * 2, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"deep directories", kDepths.size() * 2, [](std::size_t i, const ScratchRoot& root, Case& made) {
                           const unsigned depth = kDepths.at(i / 2);
                           const std::string name = i % 2 == 0 ? "c" : "c\x1b[2J\n" + std::string(100, 'c');
                           made.what = "a collection below " + std::to_string(depth) + " directories";
@@ -75,7 +75,7 @@ void addDepths(std::vector<Group>& groups) {
 }
 
 void addWide(std::vector<Group>& groups) {
-    groups.push_back({"many directories", 4, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"many directories", 4, [](std::size_t i, const ScratchRoot& root, Case& made) {
                           const bool empty = (i & 1) != 0;
                           const bool exact = (i & 2) != 0;
                           made.what = "3000 directories" + std::string(empty ? ", one of them a collection" : "");
@@ -160,7 +160,7 @@ const std::array<Layout, 14> kLayouts = {{
 }};
 
 void addLayouts(std::vector<Group>& groups) {
-    groups.push_back({"layouts", kLayouts.size(), [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"layouts", kLayouts.size(), [](std::size_t i, const ScratchRoot& root, Case& made) {
                           made.what = kLayouts.at(i).name;
                           kLayouts.at(i).make(root, made);
                       }});
@@ -171,7 +171,7 @@ void addExpressions(std::vector<Group>& groups) {
         "",     "*",   "c*",      "/c",          "/c*", "/*",   "?",       "[c]",      "[",
         "[!a]", "\\c", "\\",      "c/",          "c//", "../c", "..",      ".",        "/",
         "//",   "c\n", "\x1b[2J", "[[:alpha:]]", "[a-", "\xff", "c/slots", "/c/slots", "**************************c"};
-    groups.push_back({"expressions", expressions.size() + 2, [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"expressions", expressions.size() + 2, [](std::size_t i, const ScratchRoot& root, Case& made) {
                           made.expression = i < expressions.size()
                                                 ? expressions[i]
                                                 : std::string(i == expressions.size() ? 5000 : 100000, '*');

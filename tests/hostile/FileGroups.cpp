@@ -105,7 +105,7 @@ void addReplacements(std::vector<Group>& groups, Kind kind) {
         files.push_back(file);
     }
     groups.push_back({"kinds of files", files.size() * kReplacements.size(),
-                      [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+                      [=](std::size_t i, const ScratchRoot& root, Case& made) {
                           const Replacement& replacement = kReplacements.at(i % kReplacements.size());
                           const std::string& file = files.at(i / kReplacements.size());
                           made.what = file + " is " + replacement.name;
@@ -113,7 +113,7 @@ void addReplacements(std::vector<Group>& groups, Kind kind) {
                       }});
     // Two at once, so that what is looked at first is seen.
     groups.push_back({"pairs of missing files", files.size() * files.size(),
-                      [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+                      [=](std::size_t i, const ScratchRoot& root, Case& made) {
                           Files rest = soundFiles(kind);
                           const std::string& first = files.at(i % files.size());
                           const std::string& second = files.at(i / files.size());
@@ -135,7 +135,7 @@ void addSparse(std::vector<Group>& groups, Kind kind) {
         files.push_back(file);
     }
     groups.push_back(
-        {"sparse files", files.size() * kSizes.size(), [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+        {"sparse files", files.size() * kSizes.size(), [=](std::size_t i, const ScratchRoot& root, Case& made) {
              const std::string& file = files.at(i / kSizes.size());
              const std::uint64_t size = kSizes.at(i % kSizes.size());
              const Collection c = writeFiles(root, "c", soundFiles(kind));
@@ -163,7 +163,7 @@ void addSparseCounts(std::vector<Group>& groups) {
         {"conquer.1", 60, 0x15555555, 0xffffffff},   {"slab0", 20, 1000000, 40 + 72 * 1000000},
         {"slab0", 20, 1000000, 39 + 72 * 1000000},   {"slab0", 20, 0x08000000, std::uint64_t{10} << 30},
     };
-    groups.push_back({"sparse counts", counts.size(), [](std::uint64_t i, const ScratchRoot& root, Case& made) {
+    groups.push_back({"sparse counts", counts.size(), [](std::size_t i, const ScratchRoot& root, Case& made) {
                           const Count& count = counts.at(i);
                           const Kind kind = count.file[0] == 's' ? Kind::Dynamic : Kind::Static;
                           const Collection c = writeFiles(root, "c", soundFiles(kind));

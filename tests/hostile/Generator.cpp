@@ -31,7 +31,7 @@ Case Generator::make(std::uint64_t index, const Fixtures::ScratchRoot& root) con
     for (const Group& group : groups_) {
         if (rest < group.count) {
             made.category = group.category;
-            group.make(rest, root, made);
+            group.make(static_cast<std::size_t>(rest), root, made);
             return made;
         }
         rest -= group.count;

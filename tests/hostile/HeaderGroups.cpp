@@ -27,9 +27,9 @@ constexpr std::array<ByteChange, 5> kByteChanges = {{{"lowest bit flipped", 0xff
 constexpr std::array<std::uint32_t, 18> kWords = {
     0,          1,          2,          0xffffffff, 0xfffffffe, 0x7fffffff, 0x80000000, 0x80000001, 0x40000000,
     0x15555550, 0x55555556, 0x0aaaaaab, 0x038e38e4, 0x20000000, 0x08000000, 0xffffff38, 0x00010000, 0x00001000};
-constexpr std::uint64_t kWordChanges = kWords.size() + 4; // and the true value -1, +1, -8, +8
+constexpr std::size_t kWordChanges = kWords.size() + 4; // and the true value -1, +1, -8, +8
 
-std::uint32_t changedWord(std::uint32_t word, std::uint64_t change) {
+std::uint32_t changedWord(std::uint32_t word, std::size_t change) {
     switch (change) {
     case 0:
         return word - 1;
@@ -54,7 +54,7 @@ void write(const ScratchRoot& root, Case& made, Files files, bool fitted, const 
 
 void addBytes(std::vector<Group>& groups, Kind kind, const std::string& file, std::size_t size, bool fitted) {
     groups.push_back(
-        {"byte of " + file, size * kByteChanges.size(), [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+        {"byte of " + file, size * kByteChanges.size(), [=](std::size_t i, const ScratchRoot& root, Case& made) {
              const ByteChange& change = kByteChanges.at(i % kByteChanges.size());
              const std::size_t offset = i / kByteChanges.size();
              Files files = soundFiles(kind);
@@ -67,7 +67,7 @@ void addBytes(std::vector<Group>& groups, Kind kind, const std::string& file, st
 
 void addWords(std::vector<Group>& groups, Kind kind, const std::string& file, std::size_t size, bool fitted) {
     groups.push_back(
-        {"word of " + file, size / 4 * kWordChanges, [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+        {"word of " + file, size / 4 * kWordChanges, [=](std::size_t i, const ScratchRoot& root, Case& made) {
              const std::size_t offset = i / kWordChanges * 4;
              Files files = soundFiles(kind);
              const std::uint32_t word = changedWord(wordAt(files[file], offset), i % kWordChanges);
@@ -81,7 +81,7 @@ void addWords(std::vector<Group>& groups, Kind kind, const std::string& file, st
 void addLengths(std::vector<Group>& groups, Kind kind, const std::string& file, std::size_t size) {
     static constexpr std::array<std::size_t, 9> kLonger = {1, 4, 8, 12, 24, 100, 4095, 4096, 4100};
     groups.push_back(
-        {"length of " + file, size + kLonger.size(), [=](std::uint64_t i, const ScratchRoot& root, Case& made) {
+        {"length of " + file, size + kLonger.size(), [=](std::size_t i, const ScratchRoot& root, Case& made) {
              Files files = soundFiles(kind);
              files[file].resize(i < size ? i : size + kLonger.at(i - size), '\xee');
              write(root, made, files, false, file + " is " + std::to_string(files[file].size()) + " bytes long");

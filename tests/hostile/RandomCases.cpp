@@ -17,8 +17,8 @@ class Dice {
 public:
     explicit Dice(std::uint64_t seed) : random_(seed) {}
     std::uint64_t any() { return random_(); }
-    std::uint64_t below(std::uint64_t limit) { return limit == 0 ? 0 : any() % limit; }
-    bool oneIn(std::uint64_t n) { return below(n) == 0; }
+    std::size_t below(std::size_t limit) { return limit == 0 ? 0 : static_cast<std::size_t>(any() % limit); }
+    bool oneIn(std::size_t n) { return below(n) == 0; }
 
     /// A word as a broken writer might leave it: near the truth, at an extreme, small, or anything.
     std::uint32_t word(std::uint32_t truth) {
@@ -77,7 +77,7 @@ CollectionBuilder randomBuilder(Dice& dice, Kind kind) {
     builder.dynamic().valueType("Payload", static_cast<std::uint32_t>(dice.below(100)));
     for (const unsigned slab : {0U, 3U}) {
         std::vector<std::optional<std::string>> payloads;
-        const std::uint64_t most = dice.below(80);
+        const std::size_t most = dice.below(80);
         for (std::uint64_t entry = 1 + dice.below(8); entry > 0; --entry) {
             payloads.push_back(dice.oneIn(6) ? std::nullopt : std::optional(dice.noise(dice.below(most + 1))));
         }

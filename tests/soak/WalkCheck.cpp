@@ -57,7 +57,7 @@ void WalkCheck::checkElement(const WalkText::Element& element, bool counts, Faul
     if (element.torn) {
         faults.add(Fault::Torn, shown(element));
         if (known) {
-            seen_[element.key] = 1; // as good as printed: one fault is enough
+            seen_[static_cast<std::size_t>(element.key)] = 1; // as good as printed: one fault is enough
         }
         return;
     }
@@ -76,9 +76,9 @@ void WalkCheck::checkElement(const WalkText::Element& element, bool counts, Faul
     }
     if (match.insertion != 0) {
         inserted_.push_back(element.key << 32 | match.insertion);
-    } else if (seen_[element.key]++ != 0) {
+    } else if (seen_[static_cast<std::size_t>(element.key)]++ != 0) {
         faults.add(Fault::Duplicated, shown(element));
-        seen_[element.key] = 1;
+        seen_[static_cast<std::size_t>(element.key)] = 1;
     }
 }
 

@@ -31,7 +31,7 @@ void runTypes(Bytes input) {
             // Of exactly the type's size, so that a read past it is seen.
             auto* const value = static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(bytes)));
             for (std::uint64_t i = 0; i < bytes; ++i) {
-                value[i] = input.empty() ? 0 : input[i % input.size()];
+                value[i] = input.empty() ? 0 : input[static_cast<std::size_t>(i % input.size())];
             }
             for (const auto style : {Platform::ValueStyle::Pretty, Platform::ValueStyle::Json}) {
                 std::string out;
