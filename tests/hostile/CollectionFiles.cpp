@@ -92,6 +92,12 @@ void storeWord(std::string& bytes, std::size_t offset, std::uint32_t word) {
     }
 }
 
+void must(bool good, const std::string& what) {
+    if (!good) {
+        throw std::runtime_error("cannot make " + what);
+    }
+}
+
 Collection writeFiles(const ScratchRoot& root, const std::string& name, const Files& files) {
     Collection collection(root.collections() + "/" + name, name);
     makeDirectories(collection.path());

@@ -26,6 +26,9 @@ void fitChecksums(Files& files);
 std::uint32_t wordAt(const std::string& bytes, std::size_t offset);
 void storeWord(std::string& bytes, std::size_t offset, std::uint32_t word);
 
+/// Throws when this machine could not make `what`.
+void must(bool good, const std::string& what);
+
 /// Writes the files into a directory that is made for them.
 Fixtures::Collection writeFiles(const Fixtures::ScratchRoot& root, const std::string& name, const Files& files);
 

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <fcntl.h>
-#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,12 +13,6 @@ using namespace Fixtures;
 namespace Hostile {
 
 namespace {
-
-void must(bool good, const std::string& what) {
-    if (!good) {
-        throw std::runtime_error("cannot make " + what);
-    }
-}
 
 /// Every byte that a directory's name may have, alone, in the middle and twice.
 void addNames(std::vector<Group>& groups) {

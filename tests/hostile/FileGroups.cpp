@@ -4,7 +4,6 @@
 #include "hostile/Generator.h"
 
 #include <array>
-#include <stdexcept>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -15,12 +14,6 @@ using namespace Fixtures;
 namespace Hostile {
 
 namespace {
-
-void must(bool good, const std::string& what) {
-    if (!good) {
-        throw std::runtime_error("cannot make " + what);
-    }
-}
 
 /// A path of its own for the address: sockets have room for 107 bytes of it.
 void makeSocket(const std::string& path) {
