@@ -134,10 +134,11 @@ bool HalyxReaderGeneric::fetch(const Link& holder, const SlotLink& link, const S
     try {
         copyValue(slot, index, buffer, element);
         return true;
-    } catch (const CorruptionDetectedException&) {
+    } catch (const Norvu::Exception&) {
         slots_.checkRead(index);
         // R8. Races with a replacement or an erase (W4, W3): a slab entry may be freed as soon as no slot names it any more, and the
-        // writer says so in the state word or in the tag before it frees the entry.
+        // writer says so in the state word or in the tag before it frees the entry. Until then an offset may be half of two, and
+        // name a slab that is corrupt, or that never was.
         if (holder.word<kTagOffset>() != link.tag || slot.word<kStateOffset>() != element.state) {
             return false;
         }

@@ -4,6 +4,7 @@
 #include "fixtures/MappedFile.h"
 #include "unit/ReaderTest.h"
 
+#include <filesystem>
 #include <functional>
 #include <utility>
 
@@ -203,6 +204,30 @@ TEST_F(ScanTest, DoesNotReportAsCorruptWhatHasChangedMeanwhile) {
     };
     EXPECT_EQ(scanAll(),
               (Events{"slot 0 0=1", "corrupt 0 SlabReader-0-72::getValue() encountered unoccupied entry at index: 2"}));
+}
+
+TEST_F(ScanTest, DoesNotEndForASlabThatOnlyAnErasedSlotNames) {
+    CollectionBuilder builder(1, 3);
+    builder.dynamic().valueType("Payload", 64);
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        builder.offset(i, 0, i);
+    }
+    builder.chain(0, {0, 1, 2})
+        .slab(0, 72, {bytesOf(std::uint64_t{1}), bytesOf(std::uint64_t{2}), bytesOf(std::uint64_t{3})});
+    attach(builder);
+    const std::string nowhere = bytesOf(Plask::Layout::SlabOffset(4, 0));
+    recorder_.onSlot = [&](unsigned) { // slot 1 is erased and used again, and then the collection is replaced
+        collection_->corruptLink("slots", slotAt(0), {0x55, 2});
+        collection_->corrupt("slots", slotAt(1) + 16, nowhere);
+        std::filesystem::rename(collection_->path(), collection_->path() + ".old");
+    };
+    EXPECT_EQ(scanAll(), (Events{"slot 0 0=1", "restart 0", "slot 0 0=1", "slot 0 2=3", "done 0"}));
+    std::filesystem::rename(collection_->path() + ".old", collection_->path());
+    recorder_.onSlot = [&](unsigned) { // here the link still leads there
+        collection_->corrupt("slots", slotAt(2) + 16, nowhere);
+        std::filesystem::rename(collection_->path(), collection_->path() + ".old");
+    };
+    EXPECT_THROW(scanAll(), Norvu::MemoryResourceException);
 }
 
 TEST_F(ScanTest, StartsAgainWhenTheSlotsHaveGrown) {
