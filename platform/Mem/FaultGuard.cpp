@@ -78,6 +78,11 @@ void install() {
         ::sigemptyset(&action.sa_mask);
         ::sigaction(SIGBUS, &action, &before);
     }
+    // A fault of a thread that blocks the signal ends the process whatever its handler is, and a mask is inherited.
+    sigset_t faults;
+    ::sigemptyset(&faults);
+    ::sigaddset(&faults, SIGBUS);
+    ::pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
 }
 
 void uninstall() {

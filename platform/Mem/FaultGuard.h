@@ -10,7 +10,8 @@ namespace Mem {
 /// must not end the process. The page that faulted is replaced by zeros, the fault is noted, and the read goes on; whoever
 /// read asks afterwards and throws away what it got. Faults outside every range go to whoever handled them before.
 ///
-/// The process-wide handler is installed while any range exists. Ranges may be used by several threads, each its own.
+/// The process-wide handler is installed while any range exists, and the signal is unblocked in the thread that makes a range.
+/// Ranges may be used by several threads, each its own.
 class FaultRange {
 public:
     /// Claims a place among the guarded ranges. ok() is false when all are taken.

@@ -119,13 +119,18 @@ std::optional<std::string> findDescription(const std::string& typeName) {
 }
 
 std::string readDescription(const std::string& path) {
+    const char* const noFile = "is not a regular file";
+    struct stat status {};
+    // Opening a device may do something to it: that must not happen to what only bears a type's name.
+    if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        throw DescriptionError(1, noFile);
+    }
     const OpenFile file(path);
     if (file.descriptor() < 0) {
         throw DescriptionError(1, "cannot be opened");
     }
-    struct stat status {};
     if (::fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        throw DescriptionError(1, "is not a regular file");
+        throw DescriptionError(1, noFile);
     }
     std::string text;
     char piece[16384];

@@ -226,6 +226,23 @@ TEST_F(SharedDeathTest, PassesFaultsOutsideItsRangesOn) {
     EXPECT_FALSE(HasFailure());
 }
 
+TEST_F(SharedDeathTest, OutlivesAFaultAlsoWhereTheSignalCameBlocked) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const std::string file = write("file", Mem::pageSize_);
+    const auto fault = [&] {
+        sigset_t faults;
+        ::sigemptyset(&faults);
+        ::sigaddset(&faults, SIGBUS);
+        ::pthread_sigmask(SIG_BLOCK, &faults, nullptr);
+        auto shared = make("file");
+        const bool attached = shared.attach(Mem::pageSize_, kMode, true, "") != nullptr;
+        (void)!::truncate(file.c_str(), 0);
+        (void)shared.view().word(0);
+        std::_Exit(attached ? 7 : 1);
+    };
+    EXPECT_EXIT(fault(), ::testing::ExitedWithCode(7), "");
+}
+
 TEST_F(SharedTest, HandsFaultsOutsideItsRangesToWhoeverHandledThemBefore) {
     static volatile unsigned char* page;
     static volatile sig_atomic_t faults;

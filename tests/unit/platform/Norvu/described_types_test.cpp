@@ -8,10 +8,14 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <limits>
 #include <optional>
 #include <string>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 #pragma GCC diagnostic push
@@ -514,6 +518,19 @@ TEST_F(DescriptionFiles, ThatCannotBeUsedAreNamedAndTheBytesPrinted) {
                   ":1: 'Point' has 4 bytes (4 by the 32-bit rules), the collection's values have 2\n0100");
     Fixtures::makeDirectories(root_.file("Folder.h"));
     EXPECT_EQ(text("Folder", bytes(u16{1})), "halyx: " + root_.file("Folder.h") + ":1: is not a regular file\n0100");
+}
+
+TEST_F(DescriptionFiles, ThatAreNoneAreNotOpened) {
+    const std::string pipe = root_.file("Pipe.h");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(::inotify_add_watch(watch, pipe.c_str(), IN_OPEN), 0);
+    EXPECT_EQ(text("Pipe", bytes(u16{1})), "halyx: " + pipe + ":1: is not a regular file\n0100");
+    char event[256];
+    EXPECT_EQ(::read(watch, event, sizeof event), -1) << "the FIFO was opened";
+    ::close(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    EXPECT_GT(::read(watch, event, sizeof event), 0) << "an open is not seen here";
+    ::close(watch);
 }
 
 } // namespace
