@@ -262,7 +262,11 @@ bool Runner::run() {
         }
     }
     totals_.printSummary(elapsed());
-    return totals_.allFaults() == 0;
+    const std::string excused = totals_.tooMuchExcused();
+    if (!excused.empty()) {
+        std::printf("not enough was checked: %s\n", excused.c_str());
+    }
+    return totals_.allFaults() == 0 && excused.empty();
 }
 
 } // namespace Soak

@@ -34,6 +34,8 @@ struct Totals {
     void add(const Journal& journal);
     [[nodiscard]] std::uint64_t allRuns() const;
     [[nodiscard]] std::uint64_t allFaults() const;
+    /// What was excused so often that the soak has shown nothing; empty when that is not so.
+    [[nodiscard]] std::string tooMuchExcused() const;
     void printLine(double seconds, const char* scenario) const;
     void printSummary(double seconds) const;
 };
