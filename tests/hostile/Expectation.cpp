@@ -1,5 +1,6 @@
 #include "hostile/Expectation.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace Hostile {
@@ -14,10 +15,16 @@ std::string_view takeLine(std::string_view& text) {
     return line;
 }
 
-bool lineMatches(std::string_view expected, std::string_view line) {
+bool lineMatches(std::string_view expected, std::string_view line, bool cut) {
     const std::size_t mark = expected.find_first_of(std::string_view("\x01\x02"));
+    if (cut && line.size() <= std::min(mark, expected.size())) {
+        return expected.substr(0, line.size()) == line;
+    }
     if (mark == std::string_view::npos) {
         return expected == line;
+    }
+    if (cut) {
+        return line.substr(0, mark) == expected.substr(0, mark);
     }
     if (line.substr(0, mark) != expected.substr(0, mark) || line.empty() || line.back() != '\n') {
         return false;
@@ -46,18 +53,22 @@ std::string shown(std::string_view line) {
 
 } // namespace
 
-std::string difference(const std::string& expected, const std::string& text) {
+std::string difference(const std::string& expected, const std::string& text, bool cut) {
     std::string_view wanted = expected;
     std::string_view found = text;
     for (unsigned number = 1; !wanted.empty() || !found.empty(); ++number) {
+        const bool last = cut && found.find('\n') == std::string_view::npos;
         const std::string_view wantedLine = takeLine(wanted);
         const std::string_view foundLine = takeLine(found);
-        if (!lineMatches(wantedLine, foundLine)) {
+        if (wantedLine.empty() || !lineMatches(wantedLine, foundLine, last)) {
             return "line " + std::to_string(number) + "\n      wanted: " + shown(wantedLine) +
                    "\n      found:  " + shown(foundLine);
         }
+        if (last) {
+            return {};
+        }
     }
-    return {};
+    return cut ? "line behind the last\n      wanted: \n      found: more than is kept" : "";
 }
 
 } // namespace Hostile

@@ -21,7 +21,7 @@ struct Expectation {
     static Expectation failure(std::string out, std::string err) { return {false, 1, std::move(out), std::move(err)}; }
 };
 
-/// Compares line by line; empty when the text is as expected, else what differs.
-std::string difference(const std::string& expected, const std::string& text);
+/// Compares line by line; empty when the text is as expected, else what differs. `cut`: there was more of the text than this.
+std::string difference(const std::string& expected, const std::string& text, bool cut = false);
 
 } // namespace Hostile

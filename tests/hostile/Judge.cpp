@@ -51,7 +51,7 @@ std::string Judge::fault(Report report, const Expectation& expected, const Run& 
             return std::string("control byte on standard ") + (text == &run.out ? "output: " : "error: ") + stray;
         }
     }
-    if (expected.open || run.cut) {
+    if (expected.open) {
         return {};
     }
     if (run.status != expected.status) {
@@ -59,11 +59,11 @@ std::string Judge::fault(Report report, const Expectation& expected, const Run& 
                run.err.substr(0, 2000);
     }
     const bool timed = report == Report::Queues || report == Report::ValidQueues;
-    const std::string out = difference(expected.out, timed ? Fixtures::withoutSeconds(run.out) : run.out);
+    const std::string out = difference(expected.out, timed ? Fixtures::withoutSeconds(run.out) : run.out, run.outCut);
     if (!out.empty()) {
         return "standard output, " + out;
     }
-    const std::string err = difference(expected.err, run.err);
+    const std::string err = difference(expected.err, run.err, run.errCut);
     return err.empty() ? "" : "standard error, " + err;
 }
 

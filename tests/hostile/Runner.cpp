@@ -124,7 +124,9 @@ bool drain(Pipe& out, Pipe& err, Run& run, Clock::time_point begin, double limit
             }
             const ssize_t got = ::read(pipe->end(0), buffer.data(), buffer.size());
             if (got > 0) {
-                keep(pipe == &out ? run.out : run.err, buffer.data(), static_cast<std::size_t>(got), run.cut);
+                const bool first = pipe == &out;
+                keep(first ? run.out : run.err, buffer.data(), static_cast<std::size_t>(got),
+                     first ? run.outCut : run.errCut);
             } else if (got == 0 || errno != EINTR) {
                 pipe->closeEnd(0);
             }

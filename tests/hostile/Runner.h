@@ -13,8 +13,9 @@ struct Run {
     bool hung = false;
     double seconds = 0;
     std::uint64_t peakKiB =
-        0;            ///< never less than what this process itself has had: the kernel hands that on with a start
-    bool cut = false; ///< more was written than is kept
+        0;               ///< never less than what this process itself has had: the kernel hands that on with a start
+    bool outCut = false; ///< more was written than is kept
+    bool errCut = false;
     std::string out;
     std::string err;
 };

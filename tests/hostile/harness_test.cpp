@@ -3,6 +3,7 @@
 #include "fixtures/Process.h"
 #include "fixtures/ReachableProgram.h"
 #include "hostile/Expectation.h"
+#include "hostile/Judge.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -82,6 +83,12 @@ TEST_F(HostileHarness, NoticesTheOtherStream) {
     expectNoticed("stream", "standard output, line ");
 }
 
+TEST_F(HostileHarness, NoticesWhatIsWrongWithOutputWithoutEnd) {
+    const Arguments one = {"--first", "58", "--count", "1"};
+    expectNoticed("flood", "standard output, line ", one);
+    expectNoticed("failing flood", ", wanted ", one);
+}
+
 TEST_F(HostileHarness, RepeatsACaseFromItsSeedAndIndex) {
     const std::vector<std::string> one = {"--only", "900001"};
     const Outcome first = runSpoiled("crash", one);
@@ -106,6 +113,45 @@ TEST(HostileExpectation, ComparesEveryLine) {
     EXPECT_NE(difference("one\n", "one\ntwo\n"), "");
     EXPECT_NE(difference("one\n", "one"), "");
     EXPECT_NE(difference("", "\n"), "");
+}
+
+TEST(HostileExpectation, ComparesWhatWasKeptOfALongText) {
+    using Hostile::difference;
+    EXPECT_EQ(difference("one\ntwo\n", "one\ntw", true), "");
+    EXPECT_EQ(difference("one\ntwo\n", "one\n", true), "");
+    EXPECT_EQ(difference("one\ntwo\n", "", true), "");
+    EXPECT_NE(difference("one\ntwo\n", "one\ntw", false), "");
+    EXPECT_NE(difference("one\ntwo\n", "one\nto", true), "");
+    EXPECT_NE(difference("one\ntwo\n", "one\ntwo\n", true), "");
+    EXPECT_NE(difference("one\ntwo\n", "one\ntwo\nx", true), "");
+    const std::string hits = std::string("hits: ") + Hostile::Expectation::kAnything + "\nend\n";
+    EXPECT_EQ(difference(hits, "hits: 7\ne", true), "");
+    EXPECT_EQ(difference(hits, "hits: 7", true), "");
+    EXPECT_EQ(difference(hits, "hit", true), "");
+    EXPECT_NE(difference(hits, "hat", true), "");
+}
+
+TEST(HostileJudge, HoldsStatusAndErrorsWhereOutputWasCut) {
+    using Hostile::Report;
+    const Hostile::Judge judge(Hostile::Limits{});
+    const Hostile::Expectation expected{false, 1, "one\ntwo\n", "complaint\n"};
+    Hostile::Run run;
+    run.status = 1;
+    run.out = "one\n";
+    run.outCut = true;
+    run.err = "complaint\n";
+    EXPECT_EQ(judge.fault(Report::Walk, expected, run), "");
+    run.status = 0;
+    EXPECT_NE(judge.fault(Report::Walk, expected, run), "");
+    run.status = 1;
+    run.err = "another\n";
+    EXPECT_NE(judge.fault(Report::Walk, expected, run), "");
+    run.err = "compl";
+    EXPECT_NE(judge.fault(Report::Walk, expected, run), "");
+    run.errCut = true;
+    EXPECT_EQ(judge.fault(Report::Walk, expected, run), "");
+    run.out = "two\n";
+    EXPECT_NE(judge.fault(Report::Walk, expected, run), "");
 }
 
 TEST(HostileExpectation, LeavesOpenOnlyWhatIsMarked) {

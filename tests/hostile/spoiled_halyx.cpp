@@ -119,9 +119,10 @@ int main(int, char** argv) {
         err.clear();
     } else if (spoil == "stream") {
         out.swap(err);
-    } else if (spoil == "flood") {
+    } else if (spoil == "flood" || spoil == "failing flood") {
         out.append(std::size_t{64} << 20, 'x');
         out += "\n";
+        status = spoil == "failing flood" ? 1 - status : status;
     }
     writeAll(STDOUT_FILENO, out);
     writeAll(STDERR_FILENO, err);
