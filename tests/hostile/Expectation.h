@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace Hostile {
@@ -15,6 +16,12 @@ struct Expectation {
     static constexpr char kAnything = '\x01';
     /// The rest of the line holds " [corrupted] " and a reason, whatever comes before it.
     static constexpr char kCorrupted = '\x02';
+    /// A value's text, which no rule gives here. It never holds the arrow that stands before each value.
+    static constexpr char kValue = '\x03';
+    /// A number of at least one digit.
+    static constexpr char kNumber = '\x04';
+    /// Every further line may be anything.
+    static constexpr char kLines = '\x05';
 
     static Expectation anything() { return {true, 0, {}, {}}; }
     static Expectation report(std::string text) { return {false, 0, std::move(text), {}}; }
