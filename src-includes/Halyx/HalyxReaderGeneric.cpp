@@ -201,12 +201,15 @@ HalyxReaderGeneric::Outcome HalyxReaderGeneric::walkUntilSteady(ScanHandler& han
     unsigned timesOversized = 0;
     unsigned distinct = 0; ///< in the last walk, the links that lead to slots not met before; 0 before that
     for (;;) {
-        const Walk walk = walkChain(handler, bucket, distinct);
+        Walk walk = walkChain(handler, bucket, distinct);
         if (walk == Walk::Ended) {
             return Outcome::Next;
         }
         if (walk == Walk::Stopped) {
             return Outcome::Stop;
+        }
+        if (walk == Walk::Oversized && distinct == 0 && distinctLinks(bucket) != 0) {
+            walk = Walk::Endless; // it was the same values again that made so many bytes
         }
         if (walk == Walk::Endless && distinct != 0 && distinctLinks(bucket) == distinct) {
             CorruptionDetectedException::throwException(
@@ -222,6 +225,9 @@ HalyxReaderGeneric::Outcome HalyxReaderGeneric::walkUntilSteady(ScanHandler& han
         handler.restart(bucket);
         if (walk == Walk::Changed) {
             ++chainRestarts_;
+        }
+        if (walk == Walk::Oversized && distinct != 0) {
+            continue; // each value once is too much as well: walked again likewise
         }
         timesEndless = walk != Walk::Endless || distinct != 0 ? 0 : timesEndless + 1;
         distinct = timesEndless == 2 ? distinctLinks(bucket) : 0;

@@ -300,6 +300,37 @@ TEST_F(Slabs, SharedEntriesCannotMakeMoreOfAValueThanThereAreBytes) {
                             std::to_string(bytes) + "\n");
 }
 
+/// While a circle is looked for its values are met more than once, which makes more bytes of them than there are.
+TEST_F(Slabs, ACircleOfLargeValuesIsACircle) {
+    constexpr std::uint32_t kLarge = 60000;
+    CollectionBuilder builder(1, 9);
+    builder.dynamic().valueType("Payload", kLarge).slotSize(24);
+    std::vector<std::optional<std::string>> payloads;
+    std::string line = "bucket[0]";
+    for (std::uint32_t slot = 0; slot < 3; ++slot) {
+        payloads.emplace_back(std::string(kLarge, static_cast<char>('a' + slot)));
+        builder.offset(slot, 0, slot);
+        line += " " + hexNumber(slot) + "-->" + hexOf(*payloads.back());
+    }
+    builder.chain(0, {0, 1, 2}, 0).slab(0, kLarge + 8, payloads);
+    expectWalk(builder,
+               line + " --> [corrupted] HalyxReaderGeneric::scan() chain does not end, link: 4 leads back into it, "
+                      "numSlots:9\n");
+}
+
+TEST_F(Slabs, ACircleOfSharedEntriesEnds) {
+    constexpr std::uint32_t kLarge = 60000;
+    CollectionBuilder builder(1, 9);
+    builder.dynamic().valueType("Payload", kLarge).slotSize(24);
+    builder.offset(0, 0, 0).offset(1, 0, 0).offset(2, 0, 0).chain(0, {0, 1, 2}, 0);
+    builder.slab(0, kLarge + 8, {std::string(kLarge, 'x')});
+    const std::size_t bytes = builder.slotsFile().size() + builder.slabFile(0).size();
+    expectWalk(builder, "bucket[0] 0-->" + hexOf(std::string(kLarge, 'x')) +
+                            " --> [corrupted] HalyxReaderGeneric::scan() values of one chain have: 120000 bytes but "
+                            "the collection's files hold: " +
+                            std::to_string(bytes) + "\n");
+}
+
 TEST_F(Slabs, EmptyValuesOfALargeTypeCannotMakeALineOfAnySize) {
     constexpr std::uint32_t kSlots = 150;
     CollectionBuilder builder(1, kSlots);
