@@ -1,6 +1,7 @@
 #include "cli/SystemCalls.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <sstream>
 
 namespace {
@@ -22,6 +23,10 @@ bool quoted(const std::string& arguments, std::string& text) {
     }
     text = arguments.substr(begin + 1, end - begin - 1);
     return true;
+}
+
+std::string firstArgument(const std::string& arguments) {
+    return arguments.substr(0, arguments.find_first_of(",)"));
 }
 
 /// Of the process's own memory, identity and clock: nobody else can tell. Both word sizes.
@@ -53,7 +58,7 @@ const std::set<std::string> kOwn{"brk",
                                  "sched_getaffinity"};
 
 /// On a descriptor that was opened for reading.
-const std::set<std::string> kReads{"read", "pread64", "close", "getdents64", "lseek", "_llseek", "fstat", "fstat64"};
+const std::set<std::string> kReads{"read", "pread64", "getdents64", "lseek", "_llseek", "fstat", "fstat64"};
 
 /// On a path, without changing it.
 const std::set<std::string> kLooks{"newfstatat", "fstatat64", "stat",       "stat64", "lstat",     "lstat64",
@@ -72,35 +77,90 @@ bool SystemCalls::parse(std::string line, Call& call) {
     return true;
 }
 
-bool SystemCalls::allowedPath(const std::string& arguments) const {
+/// The path that a call names, from the root on; false when there is none to be sure of. A name without a directory is one in
+/// a directory that was opened by its path.
+bool SystemCalls::pathOf(const Call& call, std::string& path) const {
+    if (!quoted(call.arguments, path)) {
+        return false;
+    }
+    if (path.empty() || path[0] != '/') {
+        const auto directory = opened_.find(firstArgument(call.arguments));
+        if (directory == opened_.end() || path == ".." || beginsWith(path, "../") || holds(path, "/../") ||
+            (path.size() > 2 && path.compare(path.size() - 3, 3, "/..") == 0)) {
+            return false;
+        }
+        path = directory->second + "/" + path;
+    }
+    // The loader looks for libraries beside the program's directory, by way of it.
+    path = std::filesystem::path(path).lexically_normal();
+    return true;
+}
+
+bool SystemCalls::inPlace(const std::string& path) const {
+    return std::any_of(places_.begin(), places_.end(),
+                       [&](const std::string& place) { return path == place || beginsWith(path, place + "/"); });
+}
+
+bool SystemCalls::isOpen(const std::string& descriptor) const {
+    return descriptor == "0" || opened_.count(descriptor) != 0 || written_.count(descriptor) != 0;
+}
+
+bool SystemCalls::allowedLook(const Call& call) const {
+    if (holds(call.arguments, ", \"\", ")) {
+        return isOpen(firstArgument(call.arguments)); // at what is open
+    }
+    if (firstArgument(call.arguments) == "-1" && beginsWith(call.result, "-1 EBADF")) {
+        return true; // in a directory that there is not
+    }
     std::string path;
-    // A look at a descriptor has an empty path; one at a name is below a directory that was opened by its path. What lies on
-    // the way to a directory is looked at for links.
-    return quoted(arguments, path) &&
-           (path.empty() || path[0] != '/' ||
-            std::any_of(directories_.begin(), directories_.end(), [&](const std::string& directory) {
-                return beginsWith(path, directory) || beginsWith(directory, path + "/");
-            }));
+    // What lies on the way to a place is looked at for links.
+    return !holds(call.arguments, "W_OK") && pathOf(call, path) &&
+           (inPlace(path) || std::any_of(places_.begin(), places_.end(),
+                                         [&](const std::string& place) { return beginsWith(place, path + "/"); }));
 }
 
 bool SystemCalls::allowedOpen(const Call& call) {
     std::string path;
-    if (!output_.empty() && quoted(call.arguments, path) && path == output_) {
-        written_.insert(call.result.substr(0, call.result.find(' ')));
-        return holds(call.arguments, "O_WRONLY|O_CREAT|O_TRUNC");
+    if (!pathOf(call, path)) {
+        return false;
     }
-    const bool onlyRead = holds(call.arguments, ", O_RDONLY") && !holds(call.arguments, "O_CREAT") &&
-                          !holds(call.arguments, "O_TRUNC") && !holds(call.arguments, "O_TMPFILE") &&
-                          !holds(call.arguments, "O_APPEND");
-    return onlyRead && allowedPath(call.arguments);
+    const std::string descriptor = call.result.substr(0, call.result.find(' '));
+    const bool done = descriptor[0] != '-';
+    for (const std::string* const file : {&output_, &appended_}) {
+        if (!file->empty() && path == *file) {
+            if (done) {
+                written_.insert(descriptor);
+            }
+            return holds(call.arguments, file == &output_ ? "O_WRONLY|O_CREAT|O_TRUNC" : "O_WRONLY|O_CREAT|O_APPEND");
+        }
+    }
+    if (done) {
+        opened_[descriptor] = path;
+    }
+    return holds(call.arguments, ", O_RDONLY") && !holds(call.arguments, "O_CREAT") &&
+           !holds(call.arguments, "O_TRUNC") && !holds(call.arguments, "O_TMPFILE") &&
+           !holds(call.arguments, "O_APPEND") && inPlace(path);
+}
+
+bool SystemCalls::allowedClose(const std::string& descriptor) {
+    const bool open = isOpen(descriptor);
+    opened_.erase(descriptor);
+    written_.erase(descriptor);
+    return open;
 }
 
 bool SystemCalls::allowed(const Call& call) {
-    if (kOwn.count(call.name) != 0 || kReads.count(call.name) != 0) {
+    if (kOwn.count(call.name) != 0) {
         return true;
     }
+    if (kReads.count(call.name) != 0) {
+        return isOpen(firstArgument(call.arguments));
+    }
+    if (call.name == "close") {
+        return allowedClose(firstArgument(call.arguments));
+    }
     if (kLooks.count(call.name) != 0) {
-        return allowedPath(call.arguments) && !holds(call.arguments, "W_OK");
+        return allowedLook(call);
     }
     if (call.name == "openat" || call.name == "open") {
         return allowedOpen(call);
@@ -109,7 +169,7 @@ bool SystemCalls::allowed(const Call& call) {
         return !holds(call.arguments, "PROT_WRITE") || holds(call.arguments, "MAP_PRIVATE");
     }
     if (call.name == "write" || call.name == "writev") {
-        return written_.count(call.arguments.substr(0, call.arguments.find(','))) != 0;
+        return written_.count(firstArgument(call.arguments)) != 0;
     }
     if (call.name == "rt_sigaction") {
         return beginsWith(call.arguments, "SIGBUS, ");
@@ -124,6 +184,7 @@ bool SystemCalls::allowed(const Call& call) {
 }
 
 std::vector<std::string> SystemCalls::traces(const std::string& record) {
+    opened_.clear();
     written_ = {"1", "2"};
     programs_ = 0;
     std::vector<std::string> found;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -8,9 +9,10 @@
 /// allowed: a call that is not on it counts as a trace, however harmless.
 class SystemCalls {
 public:
-    /// Files are looked at below these directories and nowhere else, and the one file `output` is written (none when empty).
-    SystemCalls(std::vector<std::string> directories, std::string output)
-        : directories_(std::move(directories)), output_(std::move(output)) {}
+    /// What is looked at are these files and directories and what is below them, and nothing else; the one file `output` is
+    /// written, and the one file `appended` is added to (none when empty).
+    SystemCalls(std::vector<std::string> places, std::string output, std::string appended = {})
+        : places_(std::move(places)), output_(std::move(output)), appended_(std::move(appended)) {}
 
     /// The lines of the record that tell of something else.
     std::vector<std::string> traces(const std::string& record);
@@ -25,10 +27,16 @@ private:
     static bool parse(std::string line, Call& call);
     bool allowed(const Call& call);
     bool allowedOpen(const Call& call);
-    [[nodiscard]] bool allowedPath(const std::string& arguments) const;
+    bool allowedClose(const std::string& descriptor);
+    [[nodiscard]] bool pathOf(const Call& call, std::string& path) const;
+    [[nodiscard]] bool allowedLook(const Call& call) const;
+    [[nodiscard]] bool inPlace(const std::string& path) const;
+    [[nodiscard]] bool isOpen(const std::string& descriptor) const;
 
-    std::vector<std::string> directories_;
+    std::vector<std::string> places_;
     std::string output_;
-    std::set<std::string> written_; ///< descriptors that may be written to
+    std::string appended_;
+    std::map<std::string, std::string> opened_; ///< descriptors that are read from, and what they are of
+    std::set<std::string> written_;             ///< descriptors that may be written to
     unsigned programs_ = 0;
 };

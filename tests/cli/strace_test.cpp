@@ -83,8 +83,10 @@ protected:
     /// Where the program, its libraries, the process table and the collections are.
     [[nodiscard]] std::vector<std::string> directories() const {
         const auto build = std::filesystem::path(Programs::halyx()).parent_path().parent_path();
-        return {root_.path(), "/proc",          build,         "/lib",
-                "/usr/lib",   "/usr/local/lib", "/etc/ld.so.", "/sys/devices/system/cpu"};
+        return {root_.path(), "/proc", build, "/lib", "/lib32", "/lib64", "/usr/lib", "/usr/lib32", "/usr/lib64",
+                "/usr/local/lib", "/etc/ld.so.cache", "/etc/ld.so.preload", "/sys/devices/system/cpu",
+                // The process table is asked for the maps of all its entries, and one of those is "..".
+                "/maps"};
     }
 
     /// A report on every process of the machine ends where one of them maps a file "slots" that lies nearer to the root than any
@@ -198,6 +200,28 @@ TEST_F(StraceTest, TheListFindsWhatLeavesATrace) {
     EXPECT_EQ(traces("openat(AT_FDCWD, " + inside + ", O_RDWR|O_CLOEXEC) = 3"), 1U);
     EXPECT_EQ(traces("openat(AT_FDCWD, " + inside + ", O_RDONLY|O_CREAT, 0640) = 3"), 1U);
     EXPECT_EQ(traces("openat(AT_FDCWD, \"/etc/passwd\", O_RDONLY) = 3"), 1U);
+    const std::string open = "openat(AT_FDCWD, \"" + root_.path() + "\", O_RDONLY|O_DIRECTORY) = 3\n12 ";
+    EXPECT_EQ(traces(open + "openat(3, \"slots\", O_RDONLY|O_CLOEXEC) = 4"), 0U);
+    EXPECT_EQ(traces(open + "newfstatat(3, \"slots\", {st_mode=S_IFREG|0640}, 0) = 0"), 0U);
+    EXPECT_EQ(traces("openat(3, \"slots\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces("openat(AT_FDCWD, \"slots\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces("newfstatat(AT_FDCWD, \"slots\", {st_mode=S_IFREG|0640}, 0) = 0"), 1U);
+    EXPECT_EQ(traces("stat(\"slots\", {st_mode=S_IFREG|0640}) = 0"), 1U);
+    EXPECT_EQ(traces(open + "openat(3, \"../../slots\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces(open + "openat(3, \"a/../../slots\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces(open + "openat(3, \"a/..\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces(open + "close(3) = 0\n12 openat(3, \"slots\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces("openat(AT_FDCWD, \"" + root_.path() + "/../x\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces("openat(AT_FDCWD, \"" + root_.path() + "-of-another/x\", O_RDONLY|O_CLOEXEC) = 4"), 1U);
+    EXPECT_EQ(traces("newfstatat(3, \"\", {st_mode=S_IFREG|0640}, AT_EMPTY_PATH) = 0"), 1U);
+    EXPECT_EQ(traces("read(3, \"\", 4096) = 0"), 1U);
+    const std::string output =
+        "openat(AT_FDCWD, \"" + root_.file("output") + "\", O_WRONLY|O_CREAT|O_TRUNC, 0666) = 3\n12 ";
+    EXPECT_EQ(traces(output + "write(3, \"x\", 1) = 1"), 0U);
+    EXPECT_EQ(traces(output + "close(3)        = 0\n12 write(3, \"x\", 1) = 1"), 1U);
+    EXPECT_EQ(traces("newfstatat(-1, \"slots\", {st_mode=S_IFREG|0640}, 0) = 0"), 1U);
+    EXPECT_EQ(traces("newfstatat(-1, \"slots\", 0x7ffd00000000, 0) = -1 EBADF (Bad file descriptor)"), 0U);
+    EXPECT_EQ(traces("close(2) = 0\n12 write(2, \"x\", 1) = 1"), 1U);
     EXPECT_EQ(traces("flock(3, LOCK_SH) = 0"), 1U);
     EXPECT_EQ(traces("fcntl(3, F_SETLK, {l_type=F_RDLCK, l_whence=SEEK_SET, l_start=0, l_len=0}) = 0"), 1U);
     EXPECT_EQ(traces("kill(7, 0) = 0"), 1U);
