@@ -74,10 +74,19 @@ protected:
 
     /// What strace saw of a run of `program`.
     std::string record(const std::string& program, const Arguments& arguments, Outcome& outcome) {
+        outcome = watched(program, arguments)->run();
+        return readFile(root_.file("strace"));
+    }
+
+    [[nodiscard]] std::unique_ptr<Process> watched(const std::string& program, const Arguments& arguments) const {
         Arguments all{"-f", "-s", "4096", "-o", root_.file("strace"), program};
         all.insert(all.end(), arguments.begin(), arguments.end());
-        outcome = Process(strace_, all).environment("Q7_CHROOT", root_.path()).limitSeconds(100).run();
-        return readFile(root_.file("strace"));
+        auto process = std::make_unique<Process>(strace_, all);
+        process->environment("Q7_CHROOT", root_.path()).limitSeconds(100);
+        for (const auto& [name, value] : environment_) {
+            process->environment(name, value);
+        }
+        return process;
     }
 
     /// Where the program, its libraries, the process table and the collections are.
@@ -95,7 +104,8 @@ protected:
         return outcome.status == 1 && outcome.err.rfind("halyx: basic_string::substr", 0) == 0;
     }
 
-    void expectNoTrace(const Arguments& arguments, int status, const std::string& output = {}) {
+    Outcome expectNoTrace(const Arguments& arguments, int status, const std::string& output = {},
+                          const std::string& appended = {}) {
         const std::string before = remains();
         Outcome outcome;
         const std::string calls = record(Programs::halyx(), arguments, outcome);
@@ -106,10 +116,11 @@ protected:
         if (!endedByOthers(outcome)) {
             EXPECT_EQ(outcome.status, status) << shown << ": " << outcome.describe();
         }
-        for (const std::string& line : SystemCalls(directories(), output).traces(calls)) {
+        for (const std::string& line : SystemCalls(directories(), output, appended).traces(calls)) {
             ADD_FAILURE() << "halyx" << shown << " leaves a trace: " << line;
         }
         EXPECT_EQ(remains(), before) << shown;
+        return outcome;
     }
 
     std::string strace_;
@@ -159,6 +170,53 @@ TEST_F(StraceTest, TheOutputFileIsAllThatIsWritten) {
         expectNoTrace(arguments, 0, file);
         EXPECT_TRUE(exists(file));
     }
+}
+
+TEST_F(StraceTest, TheTraceFileIsAllThatIsWritten) {
+    buildCollections();
+    const std::string file = root_.file("trace");
+    environment_["NORVU_TRACE"] = "*=*";
+    environment_["NORVU_TRACE_FILE"] = file;
+    for (const Arguments& arguments :
+         {Arguments{"static"}, {"-x", "group/dynamic"}, {"-w", "static"}, {"-q", "group/dynamic"}}) {
+        const std::size_t before = exists(file) ? readFile(file).size() : 0;
+        EXPECT_EQ(expectNoTrace(arguments, 0, {}, file).err, "");
+        EXPECT_GT(readFile(file).size(), before);
+    }
+    const std::string output = root_.file("output");
+    expectNoTrace({"-f", output, "static"}, 0, output, file);
+}
+
+TEST_F(StraceTest, ADescribedTypeIsOnlyRead) {
+    buildCollections();
+    makeDirectories(root_.file("types"));
+    writeFile(root_.file("types/Payload.h"),
+              "struct Payload {\n    char first[8];\n    unsigned char second[8];\n};\n");
+    environment_["HALYX_TYPE_PATH"] = root_.file("types");
+    for (const char* const option : {"-p", "-j"}) {
+        const Outcome outcome = expectNoTrace({option, "group/dynamic"}, 0);
+        expectPart(outcome.out, "12345678");
+        expectPart(readFile(root_.file("strace")), "/types/Payload.h\", O_RDONLY");
+    }
+}
+
+/// A walk waits for who reads its output; what it has not come to by then is gone when it goes on.
+TEST_F(StraceTest, AFileCutUnderAWalkMakesItLeaveNone) {
+    const Collection c = CollectionBuilder(20000, 20000).fillNumbers().build(root_, "c");
+    const auto process = watched(Programs::halyx(), {"c"});
+    process->start();
+    std::string line;
+    ASSERT_TRUE(process->readLine(line, 60));
+    c.truncate("slots", 4096);
+    const std::string before = remains();
+    const Outcome outcome = process->wait();
+    expectClean(outcome);
+    const std::string calls = readFile(root_.file("strace"));
+    expectPart(calls, "--- SIGBUS {");
+    for (const std::string& trace : SystemCalls(directories(), "").traces(calls)) {
+        ADD_FAILURE() << "leaves a trace: " << trace;
+    }
+    EXPECT_EQ(remains(), before);
 }
 
 /// Its own four variables (see the documents) and those of the loader are all that the program looks at.
@@ -224,11 +282,15 @@ TEST_F(StraceTest, TheListFindsWhatLeavesATrace) {
     EXPECT_EQ(traces("close(2) = 0\n12 write(2, \"x\", 1) = 1"), 1U);
     EXPECT_EQ(traces("flock(3, LOCK_SH) = 0"), 1U);
     EXPECT_EQ(traces("fcntl(3, F_SETLK, {l_type=F_RDLCK, l_whence=SEEK_SET, l_start=0, l_len=0}) = 0"), 1U);
+    EXPECT_EQ(traces("fcntl(3, F_SETFL, O_RDONLY|O_APPEND) = 0"), 1U);
+    EXPECT_EQ(traces("fcntl(1, F_SETFL, O_RDONLY|O_APPEND) = 0"), 1U);
     EXPECT_EQ(traces("kill(7, 0) = 0"), 1U);
     EXPECT_EQ(traces("mmap(NULL, 4096, PROT_READ|PROT_WRITE, MAP_SHARED, 3, 0) = 0x7f0000000000"), 1U);
     EXPECT_EQ(traces("mmap(NULL, 4096, PROT_READ, MAP_SHARED, 3, 0) = 0x7f0000000000"), 0U);
     EXPECT_EQ(traces("write(3, \"x\", 1) = 1"), 1U);
     EXPECT_EQ(traces("chmod(" + inside + ", 0777) = 0"), 1U);
+    EXPECT_EQ(traces("--- SIGBUS {si_signo=SIGBUS, si_code=BUS_ADRERR, si_addr=0x7f0000000000} ---"), 0U);
+    EXPECT_EQ(traces("--- SIGBUS {si_signo=SIGBUS, si_code=SI_USER, si_pid=7, si_uid=0} ---"), 1U);
     EXPECT_EQ(traces("--- SIGTERM {si_signo=SIGTERM, si_code=SI_USER} ---"), 1U);
 }
 
