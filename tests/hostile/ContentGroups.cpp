@@ -109,6 +109,33 @@ void addCircles(std::vector<Group>& groups) {
                       }});
 }
 
+/// Values that fill most of the files, met again and again while the circle is looked for; or the same few in every slot.
+void addLargeCircles(std::vector<Group>& groups) {
+    static constexpr std::array<std::uint32_t, 5> kSizes = {1, 2, 3, 7, 40};
+    static constexpr std::uint32_t kValueSize = 2000;
+    groups.push_back(
+        {"circles of large values", kSizes.size() * 4, [](std::size_t i, const ScratchRoot& root, Case& made) {
+             const std::uint32_t size = kSizes.at(i / 4);
+             const bool shared = (i & 1) != 0;
+             const std::uint32_t back = (i & 2) != 0 ? size / 2 : 0;
+             CollectionBuilder builder(1, 4 * size);
+             builder.dynamic().valueType("Payload", kValueSize).slotSize(24);
+             std::vector<std::int32_t> all;
+             std::vector<std::optional<std::string>> payloads;
+             for (std::uint32_t slot = 0; slot < size; ++slot) {
+                 all.push_back(static_cast<std::int32_t>(slot));
+                 payloads.emplace_back(std::string(kValueSize, static_cast<char>('A' + slot)));
+                 builder.offset(slot, 0, shared ? 0 : slot);
+             }
+             payloads.resize(shared ? 1 : size);
+             builder.chain(0, all, static_cast<std::int32_t>(back)).slab(0, kValueSize + 8, payloads);
+             builder.slab(3, kValueSize + 8, {std::string(kValueSize, 'z')}).conquer();
+             write(root, made, builder, Kind::Dynamic,
+                   "a circle of " + std::to_string(size) + " large values, back to " + std::to_string(back) +
+                       (shared ? ", all of one entry" : ""));
+         }});
+}
+
 void addPayloads(std::vector<Group>& groups) {
     static constexpr std::array<std::uint32_t, 16> kSizes = {
         0, 1, 4, 31, 32, 33, 63, 64, 65, 72, 4096, 0x7fffffff, 0x80000000, 0x80000001, 0xffffffff, 0xffffffc0};
@@ -202,6 +229,7 @@ void addContentGroups(std::vector<Group>& groups) {
     addPayloads(groups);
     addOffsets(groups);
     addNames(groups);
+    addLargeCircles(groups);
 }
 
 } // namespace Hostile
