@@ -1,37 +1,32 @@
 #pragma once
 
 #include "fixtures/CollectionBuilder.h"
+#include "fixtures/WalkOutput.h"
 
 #include <cstdint>
-#include <optional>
+#include <functional>
 #include <string>
-#include <vector>
 
 /// Collections that take a walk a while, and whose slot i has the number i + 1 as its value.
 namespace KnownCollections {
 
-inline constexpr std::uint32_t kSlots = 60000;
+inline constexpr std::uint32_t kRows = 3; ///< elements of each bucket: slot i is in bucket i modulo their number
+inline constexpr std::uint32_t kBuckets = 20000;
+inline constexpr std::uint32_t kSlots = kRows * kBuckets;
 
 /// Static.
-inline Fixtures::CollectionBuilder numbers() {
-    return Fixtures::CollectionBuilder(kSlots / 3, kSlots).fillNumbers();
-}
+Fixtures::CollectionBuilder numbers();
 
 /// Dynamic: slot i's value is entry i of slab 0.
-inline Fixtures::CollectionBuilder payloads() {
-    Fixtures::CollectionBuilder builder(kSlots / 3, kSlots);
-    builder.dynamic().valueType("Payload", 64);
-    std::vector<std::optional<std::string>> entries;
-    for (std::uint32_t slot = 0; slot < kSlots; ++slot) {
-        builder.offset(slot, 0, slot);
-        entries.emplace_back(Fixtures::bytesOf(std::uint64_t{slot + 1}));
-    }
-    for (std::uint32_t bucket = 0; bucket < kSlots / 3; ++bucket) {
-        const auto at = [bucket](std::uint32_t row) { return static_cast<std::int32_t>(bucket + row * (kSlots / 3)); };
-        builder.chain(bucket, {at(0), at(1), at(2)});
-    }
-    builder.slab(0, 72, entries);
-    return builder;
-}
+Fixtures::CollectionBuilder payloads();
+
+/// What a walk prints of slot i's value without -p or -j.
+std::string plainText(std::uint32_t slot);
+
+/// What is wrong with a walk of one of these, whose files may have lost bytes meanwhile but never had other ones; empty when
+/// nothing is. Every bucket has its elements, or the first of them and then its corruption. A walk that came to its end has all
+/// buckets and the statistics; another one nothing behind some bucket.
+std::string wrongWith(const Fixtures::WalkOutput& walk, bool ended,
+                      const std::function<std::string(std::uint32_t)>& textOf);
 
 } // namespace KnownCollections
