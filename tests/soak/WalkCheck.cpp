@@ -1,6 +1,6 @@
 #include "soak/WalkCheck.h"
 
-#include "Plask/SlabLayout.h"
+#include "fixtures/GoneSlab.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -156,17 +156,9 @@ void WalkCheck::run(bool emptyBuckets, bool cut, Faults& faults) {
 }
 
 bool endedForGoneSlab(const Fixtures::Outcome& outcome, const std::string& path) {
-    if (!outcome.clean() || outcome.status != 1) {
-        return false;
-    }
-    for (unsigned number = 0; number < Plask::Layout::kSlabCount; ++number) {
-        const std::string slab = std::to_string(number);
-        if (outcome.err == "halyx: SlabReader-" + slab + "-?::attach() " + path + "/slab" + slab +
-                               " is gone: a new incarnation took the collection's place, or it was removed\n") {
-            return true;
-        }
-    }
-    return false;
+    const std::string begin = "halyx: ";
+    return outcome.clean() && outcome.status == 1 && outcome.err.rfind(begin, 0) == 0 && outcome.err.back() == '\n' &&
+           Fixtures::tellsOfGoneSlab(outcome.err.substr(begin.size(), outcome.err.size() - begin.size() - 1), path);
 }
 
 } // namespace Soak
