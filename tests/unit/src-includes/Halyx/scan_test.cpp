@@ -68,6 +68,18 @@ protected:
     /// Four buckets with slots 0 to 3, one in each, values 1 to 4.
     static CollectionBuilder four() { return CollectionBuilder(4, 4).fillNumbers(); }
 
+    /// One bucket with slots 0 to 2, values 1 to 3 in slab 0.
+    static CollectionBuilder threeInASlab() {
+        CollectionBuilder builder(1, 3);
+        builder.dynamic().valueType("Payload", 64);
+        for (std::uint32_t i = 0; i < 3; ++i) {
+            builder.offset(i, 0, i);
+        }
+        builder.chain(0, {0, 1, 2})
+            .slab(0, 72, {bytesOf(std::uint64_t{1}), bytesOf(std::uint64_t{2}), bytesOf(std::uint64_t{3})});
+        return builder;
+    }
+
     HalyxReaderGeneric& attach(const CollectionBuilder& builder) {
         collection_.emplace(builder.build(root_, "c"));
         reader_.emplace("c");
@@ -185,14 +197,7 @@ TEST_F(ScanTest, BelievesALinkWithTheSameTag) {
 }
 
 TEST_F(ScanTest, DoesNotReportAsCorruptWhatHasChangedMeanwhile) {
-    CollectionBuilder builder(1, 3);
-    builder.dynamic().valueType("Payload", 64);
-    for (std::uint32_t i = 0; i < 3; ++i) {
-        builder.offset(i, 0, i);
-    }
-    builder.chain(0, {0, 1, 2})
-        .slab(0, 72, {bytesOf(std::uint64_t{1}), bytesOf(std::uint64_t{2}), bytesOf(std::uint64_t{3})});
-    attach(builder);
+    attach(threeInASlab());
     recorder_.onSlot = [&](unsigned) { // slot 1 is erased: link first, then its entry is freed
         collection_->corruptLink("slots", slotAt(0), {0x55, 2});
         collection_->corrupt32("slab0", 40 + 72, 0xffffffff);
@@ -207,14 +212,7 @@ TEST_F(ScanTest, DoesNotReportAsCorruptWhatHasChangedMeanwhile) {
 }
 
 TEST_F(ScanTest, DoesNotEndForASlabThatOnlyAnErasedSlotNames) {
-    CollectionBuilder builder(1, 3);
-    builder.dynamic().valueType("Payload", 64);
-    for (std::uint32_t i = 0; i < 3; ++i) {
-        builder.offset(i, 0, i);
-    }
-    builder.chain(0, {0, 1, 2})
-        .slab(0, 72, {bytesOf(std::uint64_t{1}), bytesOf(std::uint64_t{2}), bytesOf(std::uint64_t{3})});
-    attach(builder);
+    attach(threeInASlab());
     const std::string nowhere = bytesOf(Plask::Layout::SlabOffset(4, 0));
     recorder_.onSlot = [&](unsigned) { // slot 1 is erased and used again, and then the collection is replaced
         collection_->corruptLink("slots", slotAt(0), {0x55, 2});
