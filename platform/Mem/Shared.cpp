@@ -94,7 +94,7 @@ void* Shared::resize(unsigned size) {
     }
     if (base == MAP_FAILED) {
         // Also where the old mapping is in several pieces, which mremap does not move.
-        base = ::mmap(nullptr, size, PROT_READ, MAP_SHARED, descriptor_, 0);
+        base = ::mmap(nullptr, sizeToMap(size), PROT_READ, MAP_SHARED, descriptor_, 0);
         if (base == MAP_FAILED) {
             error_ = std::strerror(errno);
             return nullptr;
