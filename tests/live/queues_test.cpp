@@ -178,7 +178,7 @@ TEST_F(QueuesLive, ThatComeRoundWhileAReportHasToWait) {
         writer.pause();
         const std::uint64_t least = writer.appended();
         Process& reader = prepare(validOnly ? Arguments{"-q", "-v", "live"} : Arguments{"-q", "live"});
-        reader.limitSeconds(kMostSeconds).start();
+        reader.limitSeconds(kMostSeconds).stoppable().start();
         for (unsigned turn = 0; turn < 30; ++turn) {
             ::usleep(static_cast<useconds_t>(random_() % longest));
             reader.signal(SIGSTOP);
@@ -341,7 +341,7 @@ TEST_F(QueueIncarnations, ThatComeWhileAReportHasToWait) {
     for (const Timer timer(seconds()); !timer.over(waited > 0) && !HasFailure();) {
         const Arguments arguments = random_() % 2 == 0 ? Arguments{"-x", "live"} : Arguments{"-q", "live"};
         Process& reader = prepare(arguments);
-        reader.limitSeconds(kMostSeconds).start();
+        reader.limitSeconds(kMostSeconds).stoppable().start();
         // At any point between its start and its end, most of all where it looks for the collection and opens its files.
         ::usleep(static_cast<useconds_t>(random_() % 2500));
         reader.signal(SIGSTOP);

@@ -196,11 +196,15 @@ void Runner::runOne(const Plan& plan, const Report& report, const std::string& c
     const char* const spoil = std::getenv("SOAK_SPOIL");
     process.environment("SOAK_SPOIL", spoil != nullptr ? spoil : "");
     process.environment("SOAK_DYNAMIC", plan.dynamic ? "1" : "0").keepAtMost(std::size_t{1} << 30);
+    const bool disturbed = random_() % 2 == 0;
+    if (disturbed) {
+        process.stoppable();
+    }
     history.beginRun();
     const Fates before = Fates::now(journal_);
     const double start = now();
     process.start();
-    const double waited = random_() % 2 == 0 ? disturb(process) : 0;
+    const double waited = disturbed ? disturb(process) : 0;
     const Fixtures::Outcome outcome = process.wait();
     if (waited == 0) {
         usualRun_ += (std::min(now() - start, 0.2) - usualRun_) / 16;
