@@ -158,7 +158,8 @@ int keepMemory(void* closed) {
 
 TEST_F(WriterDirectoryTest, AKilledWriterIsDeadAlsoWhileItsMemoryIsInUse) {
     if (std::string(HALYX_SANITIZE) == "thread") {
-        GTEST_SKIP() << "the process that keeps the memory would share what the thread sanitizer knows of the writer's thread";
+        GTEST_SKIP()
+            << "the process that keeps the memory would share what the thread sanitizer knows of the writer's thread";
     }
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     int ready[2];
