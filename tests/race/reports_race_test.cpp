@@ -213,9 +213,9 @@ TEST_P(ReportsRace, BesideAWriterThread) {
     std::thread writer([&] { churner.run(stop); });
     unsigned rounds = 0;
     const auto begin = std::chrono::steady_clock::now();
-    while (
-        !HasFailure() &&
-        (rounds == 0 || std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count() < seconds())) {
+    while (!HasFailure() &&
+           (clientReports_ == 0 ||
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count() < seconds())) {
         const auto [text, ended] = walk({"race"});
         checkWalk(text, ended);
         walk({"-e", "-p", "race"});
